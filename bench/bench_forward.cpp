@@ -1,0 +1,71 @@
+// What the worker ring costs: a log-only WLAN command through
+// ForwardCMD_WiFiBT (thread creation and the polled wait included), beside a
+// direct call of the same execute function on the calling thread.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "WiFiBtFactoryService.h"
+#include "factory/CommandHandler.h"
+
+namespace {
+
+const char* const kCommand = "AT+WIFIRF=0,6,0,0";  // AT_COMMAND_WIFI_SET_SSID: log only
+
+void BM_ForwardRoundTrip(benchmark::State& state) {
+    OpenWiFiBtFactoryService();
+    std::vector<char> result(WLBT_RESULT_BUFFER_SIZE);
+    for (auto _ : state) {
+        ForwardCMD_WiFiBT(kCommand, result.data(), 3000);
+        benchmark::DoNotOptimize(result.data());
+    }
+    CloseWiFiBtFactoryService();
+}
+
+void BM_DirectExecute(benchmark::State& state) {
+    CCommandHandler handler(nullptr, nullptr);
+    handler.FindAppCommand(kCommand);
+    std::vector<char> result(WLBT_RESULT_BUFFER_SIZE);
+    for (auto _ : state) {
+        handler.ExecuteATCommand_WiFi(kCommand, result.data());
+        benchmark::DoNotOptimize(result.data());
+    }
+}
+
+// Keeps the medians of the repetitions so that main can print their ratio.
+class MedianReporter : public benchmark::ConsoleReporter {
+public:
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
+                medians[run.run_name.function_name] = run.GetAdjustedRealTime();
+            }
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+    std::map<std::string, double> medians;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::RegisterBenchmark("BM_ForwardRoundTrip", BM_ForwardRoundTrip)
+        ->Repetitions(9)->ReportAggregatesOnly(true)->UseRealTime();
+    benchmark::RegisterBenchmark("BM_DirectExecute", BM_DirectExecute)
+        ->Repetitions(9)->ReportAggregatesOnly(true)->UseRealTime();
+    benchmark::Initialize(&argc, argv);
+    MedianReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    const auto forward = reporter.medians.find("BM_ForwardRoundTrip");
+    const auto direct = reporter.medians.find("BM_DirectExecute");
+    if (forward != reporter.medians.end() && direct != reporter.medians.end() && direct->second > 0) {
+        std::printf("median ForwardCMD_WiFiBT round trip: %.0f ns\n", forward->second);
+        std::printf("median direct ExecuteATCommand_WiFi: %.0f ns\n", direct->second);
+        std::printf("ratio: %.1f\n", forward->second / direct->second);
+    }
+    benchmark::Shutdown();
+    return 0;
+}

@@ -1,0 +1,104 @@
+// The AT command record and the five command tables.
+#pragma once
+
+#include <cstdint>
+
+// Both a parsed command and a table row. In a parsed command `id` stays 0;
+// in a table row `data` is 0 and never compared.
+struct AT_COMMAND {
+    int32_t id;
+    int32_t attr;
+    int32_t param1;
+    int32_t param2;
+    int32_t data;
+};
+
+// The id of a table's end row and of a failed search.
+constexpr int AT_COMMAND_END_OF_LIST = 127;
+
+// Rows in table order, each table ended by its AT_COMMAND_END_OF_LIST row.
+extern const AT_COMMAND at_cmd_list_wifi[47];
+extern const AT_COMMAND at_cmd_list_bt[66];
+extern const AT_COMMAND at_cmd_list_unit_test[11];
+extern const AT_COMMAND ata_cmd_list_wifi[4];
+extern const AT_COMMAND ata_cmd_list_bt[4];
+
+// The name a command logs, e.g. "AT_COMMAND_WIFI_SET_CHANNEL"; null for the
+// ATA ids, which log lines of their own, and for ids outside 0..127.
+const char* AtCommandName(int id);
+
+// Command ids that the execute functions and the result strings single out.
+enum AtCommandId : int {
+    AT_COMMAND_WIFI_SET_CHANNEL = 0,
+    AT_COMMAND_WIFI_SET_DATARATE = 1,
+    AT_COMMAND_WIFI_SET_PREAMBLE = 2,
+    AT_COMMAND_WIFI_SET_TX_GAIN = 3,
+    AT_COMMAND_WIFI_SET_LENGTH = 4,
+    AT_COMMAND_WIFI_SET_INTERVAL = 5,
+    AT_COMMAND_WIFI_SET_BAND = 6,
+    AT_COMMAND_WIFI_SET_BANDWIDTH = 7,
+    AT_COMMAND_WIFI_SET_RU = 8,
+    AT_COMMAND_WIFI_SET_CH_ENCODING = 9,
+    AT_COMMAND_WIFI_SET_BSS_COLOR = 10,
+    AT_COMMAND_WIFI_SET_CW_TONE = 11,
+    AT_COMMAND_WIFI_CLOSE_DUT = 12,
+    AT_COMMAND_WIFI_OPEN_DUT = 13,
+    AT_COMMAND_WIFI_WIFI_OFF = 14,
+    AT_COMMAND_WIFI_WIFI_ON = 15,
+    AT_COMMAND_WIFI_STOP_TX = 16,
+    AT_COMMAND_WIFI_START_TX = 17,
+    AT_COMMAND_WIFI_STOP_TX_CW = 18,
+    AT_COMMAND_WIFI_START_TX_CW = 19,
+    AT_COMMAND_WIFI_STOP_RX = 20,
+    AT_COMMAND_WIFI_START_RX = 21,
+    AT_COMMAND_WIFI_START_RX_WITH_FLAG = 22,
+    AT_COMMAND_WIFI_START_RX_FROM_FREQ = 23,
+    AT_COMMAND_WIFI_READ_RX = 24,
+    AT_COMMAND_WIFI_READ_RX_ERROR = 25,
+    AT_COMMAND_WIFI_READ_RX_GOOD = 26,
+    AT_COMMAND_WIFI_READ_RSSI = 27,
+    AT_COMMAND_WIFI_READ_BIST = 28,
+    AT_COMMAND_WIFI_SET_SSID = 29,
+    AT_COMMAND_WIFI_SET_SSID_2G = 30,
+    AT_COMMAND_WIFI_SET_SSID_5G = 31,
+    AT_COMMAND_WIFI_SET_ANT = 32,
+    AT_COMMAND_WIFI_SET_PACKET_COUNT = 33,
+    AT_COMMAND_WIFI_GET_CHANNEL = 34,
+    AT_COMMAND_WIFI_GET_DATARATE = 35,
+    AT_COMMAND_WIFI_GET_PREAMBLE = 36,
+    AT_COMMAND_WIFI_GET_TX_GAIN = 37,
+    AT_COMMAND_WIFI_GET_LENGTH = 38,
+    AT_COMMAND_WIFI_GET_INTERVAL = 39,
+    AT_COMMAND_WIFI_GET_BAND = 40,
+    AT_COMMAND_WIFI_GET_BANDWIDTH = 41,
+    AT_COMMAND_WIFI_GET_PACKET_COUNT = 42,
+    AT_COMMAND_WIFI_GET_CHIP_TEMP = 43,
+    AT_COMMAND_WIFI_TEST_STOP = 44,
+    AT_COMMAND_WIFI_TEST_START = 45,
+
+    AT_COMMAND_BT_ACTIVATE = 46,
+    AT_COMMAND_BT_40_TX_TEST_CH_0 = 52,
+    AT_COMMAND_BT_40_TX_MOD_CHAR_PAYLOAD_0XAA_CH_39 = 60,
+    AT_COMMAND_BT_40_RX_CH_19 = 68,
+    AT_COMMAND_BT_TEST_END = 70,
+    AT_COMMAND_BT_CONT_BR_EDR_TX_MID_CH_39 = 72,
+    AT_COMMAND_BT_CONT_BR_EDR_RX_MID_CH_39 = 75,
+    AT_COMMAND_BT_READ_BER = 77,
+    AT_COMMAND_BT_READ_GOOD_PACKET = 78,
+    AT_COMMAND_BT_BLE_READ_GOOD_PACKET = 89,
+    AT_COMMAND_BT_GET_MAC_ADDRESS = 90,
+    AT_COMMAND_BT_BREDR_SET_PACKET_TYPE = 96,
+    AT_COMMAND_BT_BREDR_SET_BDADDR = 100,
+    AT_COMMAND_BT_BREDR_READ_BER = 109,
+    AT_COMMAND_BT_BREDR_READ_CW_RSSI = 110,
+
+    AT_COMMAND_UNIT_TEST_WLAN_UP = 111,
+    AT_COMMAND_UNIT_TEST_GET_BIT_ERR = 120,
+
+    ATA_COMMAND_WIFI_OFF = 121,
+    ATA_COMMAND_WIFI_ON_SCAN = 122,
+    ATA_COMMAND_WIFI_GET_SCAN_RESULT = 123,
+    ATA_COMMAND_BT_KILL = 124,
+    ATA_COMMAND_BT_INQUIRY = 125,
+    ATA_COMMAND_BT_GET_INQUIRY_RESULT = 126,
+};

@@ -1,0 +1,8 @@
+// Internal view of the service's object graph, for the library's own tests
+// and tools. Not exported.
+#pragma once
+
+class CCommandHandler;
+
+// The open service's command handler, or null while the service is closed.
+CCommandHandler* GetServiceCommandHandler();

@@ -1,0 +1,80 @@
+// The exported entry points of the factory command service.
+#include "WiFiBtFactoryService.h"
+
+#include <chrono>
+#include <cstring>
+
+#include "factory/CommandHandler.h"
+#include "factory/FactoryUtil.h"
+#include "factory/ServiceInternal.h"
+#include "factory/factory_log.h"
+
+namespace {
+
+// The service's object graph; open exactly while `handler` is set. The WLAN
+// and Bluetooth driver and DUT objects join the graph as they are built.
+CCommandHandler* handler = nullptr;
+
+// How long closing waits for workers that answered early and still run
+// (a scan or an inquiry). A worker that outlives this keeps its objects:
+// they are left allocated rather than freed under it.
+constexpr std::chrono::seconds kCloseWaitLimit{60};
+
+}  // namespace
+
+CCommandHandler* GetServiceCommandHandler() {
+    return handler;
+}
+
+extern "C" {
+
+WLBT_API int OpenWiFiBtFactoryService(void) {
+    FLOG(TAG_SERVICE_IF, "%s\n", "int OpenWiFiBtFactoryService()");
+    if (handler != nullptr) {
+        FLOG(TAG_SERVICE_IF, "handler :%p is already open\n", static_cast<void*>(handler));
+        return WLBT_ERR_ALREADY_OPEN;
+    }
+    handler = new CCommandHandler(nullptr, nullptr);
+    return WLBT_OK;
+}
+
+WLBT_API int CloseWiFiBtFactoryService(void) {
+    FLOG(TAG_SERVICE_IF, "%s\n", "int CloseWiFiBtFactoryService()");
+    if (handler == nullptr) {
+        FLOG(TAG_SERVICE_IF, "%s %d\n", "int CloseWiFiBtFactoryService()", 54);
+        return WLBT_ERR_NOT_OPEN;
+    }
+    if (handler->WaitForWorkers(kCloseWaitLimit)) {
+        delete handler;
+    } else {
+        FLOG(TAG_SERVICE_IF, "a command worker is still running: its objects are left allocated\n");
+    }
+    handler = nullptr;
+    return WLBT_OK;
+}
+
+WLBT_API int ForwardCMD_WiFiBT(const char* command, char* result, int timeout) {
+    if (handler == nullptr) return WLBT_ERR_NOT_OPEN;
+    if (command == nullptr || result == nullptr) {
+        // Nothing to classify or nowhere to answer: the string belongs to no
+        // command family.
+        FLOG(TAG_SERVICE_IF, "ForwardCMD_WiFiBT: null %s\n", command == nullptr ? "command" : "result");
+        return WLBT_ERR_UNKNOWN_FAMILY;
+    }
+    if (std::strlen(command) > WLBT_MAX_COMMAND_LENGTH) return WLBT_ERR_TOO_LONG;
+
+    char buffer[WLBT_MAX_COMMAND_LENGTH + 1] = {};
+    std::memcpy(buffer, command, std::strlen(command));
+    trim(buffer, WLBT_MAX_COMMAND_LENGTH);
+
+    int ret = handler->SendCommand(buffer, result, timeout);
+    if (ret == SEND_STARTED) ret = handler->WaitResponse(result);
+    FLOG(TAG_SERVICE_IF, "ret : %d\n", ret);
+    // Only a time-out and an unknown family reach the caller; a busy slot (1)
+    // and a worker that could not start (2) answer 0 with the buffer as it was.
+    if (ret == SEND_TIMEOUT) return WLBT_ERR_TIMEOUT;
+    if (ret == SEND_UNKNOWN) return WLBT_ERR_UNKNOWN_FAMILY;
+    return WLBT_OK;
+}
+
+}  // extern "C"

@@ -1,0 +1,122 @@
+#include "platform/platform.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+
+namespace plat {
+namespace {
+
+const char* const kPrefixes[] = {"/dev", "/sys", "/proc"};
+
+// Length of the platform prefix that `p` starts with, or 0. The prefix must
+// be followed by '/' or by the end of the word.
+size_t PlatformPrefixAt(const char* p, const char* wordEnds) {
+    for (const char* prefix : kPrefixes) {
+        const size_t n = std::strlen(prefix);
+        if (std::strncmp(p, prefix, n) != 0) continue;
+        const char next = p[n];
+        if (next == '/' || next == '\0' || std::strchr(wordEnds, next) != nullptr) return n;
+    }
+    return 0;
+}
+
+bool ShellSafe(const std::string& s) {
+    for (const char c : s) {
+        const bool ok = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                        std::strchr("/._-+,@%:", c) != nullptr;
+        if (!ok) return false;
+    }
+    return true;
+}
+
+std::string ShellQuote(const std::string& s) {
+    std::string out = "'";
+    for (const char c : s) {
+        if (c == '\'') {
+            out += "'\\''";
+        } else {
+            out += c;
+        }
+    }
+    out += '\'';
+    return out;
+}
+
+}  // namespace
+
+std::string Root() {
+    const char* root = std::getenv("TAVO_PLATFORM_ROOT");
+    if (root == nullptr) return std::string();
+    std::string r(root);
+    while (r.size() > 1 && r.back() == '/') r.pop_back();
+    if (r == "/") return std::string();
+    return r;
+}
+
+bool IsPlatformPath(const char* path) {
+    return path != nullptr && PlatformPrefixAt(path, "") != 0;
+}
+
+std::string MapPath(const char* path) {
+    if (path == nullptr) return std::string();
+    if (!IsPlatformPath(path)) return path;
+    const std::string root = Root();
+    if (root.empty()) return path;
+    return root + path;
+}
+
+std::string MapCommand(const char* command) {
+    if (command == nullptr) return std::string();
+    const std::string root = Root();
+    if (root.empty()) return command;
+    const std::string inserted = ShellSafe(root) ? root : ShellQuote(root);
+    // Characters behind which a new word (and so a path) may start, and that
+    // end a word after a bare prefix such as "/dev".
+    static const char kWordStarts[] = " \t\n'\"<>=;|&()`";
+    std::string out;
+    out.reserve(std::strlen(command) + 4 * inserted.size());
+    for (const char* p = command; *p != '\0'; ++p) {
+        const bool atWordStart = p == command || std::strchr(kWordStarts, p[-1]) != nullptr;
+        if (atWordStart && *p == '/' && PlatformPrefixAt(p, kWordStarts) != 0) out += inserted;
+        out += *p;
+    }
+    return out;
+}
+
+int Open(const char* path, int flags, mode_t mode) {
+    return ::open(MapPath(path).c_str(), flags, mode);
+}
+
+FILE* Fopen(const char* path, const char* mode) {
+    return std::fopen(MapPath(path).c_str(), mode);
+}
+
+int Mkfifo(const char* path, mode_t mode) {
+    return ::mkfifo(MapPath(path).c_str(), mode);
+}
+
+int Unlink(const char* path) {
+    return ::unlink(MapPath(path).c_str());
+}
+
+int Access(const char* path, int how) {
+    return ::access(MapPath(path).c_str(), how);
+}
+
+FILE* Popen(const char* command, const char* type) {
+    return ::popen(MapCommand(command).c_str(), type);
+}
+
+int Pclose(FILE* stream) {
+    return ::pclose(stream);
+}
+
+int System(const char* command) {
+    return std::system(MapCommand(command).c_str());
+}
+
+}  // namespace plat
