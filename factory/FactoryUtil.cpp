@@ -1,5 +1,11 @@
 #include "factory/FactoryUtil.h"
 
+#include <cstdio>
+#include <cstring>
+
+#include "factory/factory_log.h"
+#include "platform/platform.h"
+
 void trim(char* s, int n) {
     if (s == nullptr) return;
     for (int i = 0; i < n; ++i) {
@@ -55,4 +61,60 @@ void num2str(int v, char* out) {
     if (v < 0) out[n++] = '-';
     out[n] = '\0';
     reverse_array(out, n);
+}
+
+int hex2num(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return 0;
+}
+
+int hexstr2num(char* s, int n) {
+    if (s == nullptr) return 0;
+    unsigned int value = 0;
+    for (int i = 0; i < n && s[i] != '\0' && isNumChar(s[i]) == 0; ++i) {
+        value = (value << 4) | static_cast<unsigned int>(hex2num(s[i]));
+    }
+    return static_cast<int>(value);
+}
+
+int findString(const char* text, const char* needle) {
+    if (text == nullptr || needle == nullptr || *text == '\0' || *needle == '\0') return -1;
+    const char* hit = std::strstr(text, needle);
+    return hit == nullptr ? -1 : static_cast<int>(hit - text);
+}
+
+int KillProcess(const char* name) {
+    FILE* ps = plat::Popen("ps", "r");
+    if (ps == nullptr) return -1;
+    char line[1024];
+    // The first line is the column header.
+    if (std::fgets(line, sizeof line, ps) != nullptr) {
+        while (std::fgets(line, sizeof line, ps) != nullptr) {
+            char user[1024], wchan[1024], pc[1024], process[1024];
+            int pid = 0;
+            long ppid = 0, vsize = 0, rss = 0;
+            char state = 0;
+            const int fields = std::sscanf(line, "%1023s %d %ld %ld %ld %1023s %1023s %c %1023s", user,
+                                           &pid, &ppid, &vsize, &rss, wchan, pc, &state, process);
+            // A pid of 0 or below would make `kill` signal a whole process group.
+            if (fields != 9 || pid <= 0 || name == nullptr || std::strcmp(process, name) != 0) continue;
+            FLOG(TAG_SERVICE_UTIL, "Killing %s", line);
+            char kill[32];
+            std::snprintf(kill, sizeof kill, "kill %d\n", pid);
+            plat::System(kill);
+        }
+    }
+    plat::Pclose(ps);
+    return 0;
+}
+
+int _RunShellCmd(const char* command) {
+    FILE* out = plat::Popen(command, "r");
+    if (out == nullptr) return -1;
+    char line[1024];
+    while (std::fgets(line, sizeof line, out) != nullptr) FLOG(TAG_SERVICE_UTIL, "%s\n", line);
+    plat::Pclose(out);
+    return 0;
 }

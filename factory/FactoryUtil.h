@@ -19,3 +19,22 @@ void reverse_array(char* s, int n);
 
 // Decimal text of `v` with a leading '-' when negative. `out` needs 12 bytes.
 void num2str(int v, char* out);
+
+// Value of a hexadecimal digit of either case; 0 for anything else.
+int hex2num(char c);
+
+// Reads up to `n` hexadecimal digits, stopping at NUL or at the first
+// character isNumChar rejects. Each digit shifts the value four bits left.
+int hexstr2num(char* s, int n);
+
+// Index of the first occurrence of `needle` in `text`, or -1; -1 also when
+// either is empty or `needle` is longer than `text`.
+int findString(const char* text, const char* needle);
+
+// Ends every process whose name (the last column of `ps`) equals `name`,
+// with `kill`. -1 when `ps` could not be run, else 0.
+int KillProcess(const char* name);
+
+// Runs `command` and copies each line of its output to the log. -1 when the
+// command could not be started, else 0. Nothing calls it at present.
+int _RunShellCmd(const char* command);

@@ -3,6 +3,10 @@
 #pragma once
 
 class CCommandHandler;
+class CWlanDriver;
 
 // The open service's command handler, or null while the service is closed.
 CCommandHandler* GetServiceCommandHandler();
+
+// The open service's WLAN driver, or null while the service is closed.
+CWlanDriver* GetServiceWlanDriver();

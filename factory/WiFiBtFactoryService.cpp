@@ -8,11 +8,13 @@
 #include "factory/FactoryUtil.h"
 #include "factory/ServiceInternal.h"
 #include "factory/factory_log.h"
+#include "wlan/WlanDriver.h"
 
 namespace {
 
-// The service's object graph; open exactly while `handler` is set. The WLAN
-// and Bluetooth driver and DUT objects join the graph as they are built.
+// The service's object graph; open exactly while `handler` is set. The DUT
+// objects and the Bluetooth driver join the graph as they are built.
+CWlanDriver* wlanDrv = nullptr;
 CCommandHandler* handler = nullptr;
 
 // How long closing waits for workers that answered early and still run
@@ -26,6 +28,10 @@ CCommandHandler* GetServiceCommandHandler() {
     return handler;
 }
 
+CWlanDriver* GetServiceWlanDriver() {
+    return wlanDrv;
+}
+
 extern "C" {
 
 WLBT_API int OpenWiFiBtFactoryService(void) {
@@ -34,6 +40,7 @@ WLBT_API int OpenWiFiBtFactoryService(void) {
         FLOG(TAG_SERVICE_IF, "handler :%p is already open\n", static_cast<void*>(handler));
         return WLBT_ERR_ALREADY_OPEN;
     }
+    wlanDrv = new CWlanDriver();
     handler = new CCommandHandler(nullptr, nullptr);
     return WLBT_OK;
 }
@@ -44,12 +51,15 @@ WLBT_API int CloseWiFiBtFactoryService(void) {
         FLOG(TAG_SERVICE_IF, "%s %d\n", "int CloseWiFiBtFactoryService()", 54);
         return WLBT_ERR_NOT_OPEN;
     }
+    // Both DUTs go first, then both drivers, WLAN before Bluetooth in each pair.
     if (handler->WaitForWorkers(kCloseWaitLimit)) {
         delete handler;
+        delete wlanDrv;
     } else {
         FLOG(TAG_SERVICE_IF, "a command worker is still running: its objects are left allocated\n");
     }
     handler = nullptr;
+    wlanDrv = nullptr;
     return WLBT_OK;
 }
 

@@ -1,9 +1,13 @@
 #include "platform/platform.h"
 
 #include <fcntl.h>
+#include <net/if.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -85,6 +89,75 @@ std::string MapCommand(const char* command) {
         out += *p;
     }
     return out;
+}
+
+namespace {
+
+// An interface name that cannot leave the net class directory.
+bool SafeInterfaceName(const char* name) {
+    if (name[0] == '\0' || std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) return false;
+    return std::strchr(name, '/') == nullptr;
+}
+
+int InterfaceFlags(unsigned long request, struct ifreq* ifr, const std::string& root) {
+    if (ifr == nullptr) {
+        errno = EFAULT;
+        return -1;
+    }
+    char name[IFNAMSIZ + 1] = {};
+    std::memcpy(name, ifr->ifr_name, IFNAMSIZ);
+    if (!SafeInterfaceName(name)) {
+        errno = ENODEV;
+        return -1;
+    }
+    const std::string path = root + "/sys/class/net/" + name + "/flags";
+    if (request == SIOCGIFFLAGS) {
+        FILE* f = std::fopen(path.c_str(), "r");
+        if (f == nullptr) {
+            errno = ENODEV;
+            return -1;
+        }
+        unsigned int flags = 0;
+        const int n = std::fscanf(f, "%x", &flags);
+        std::fclose(f);
+        if (n != 1) {
+            errno = EIO;
+            return -1;
+        }
+        ifr->ifr_flags = static_cast<short>(flags);
+        return 0;
+    }
+    // Only an existing interface takes flags.
+    FILE* f = ::access(path.c_str(), F_OK) == 0 ? std::fopen(path.c_str(), "w") : nullptr;
+    if (f == nullptr) {
+        errno = ENODEV;
+        return -1;
+    }
+    const int n = std::fprintf(f, "0x%04x\n", static_cast<unsigned short>(ifr->ifr_flags));
+    const int closed = std::fclose(f);
+    if (n < 0 || closed != 0) {
+        errno = EIO;
+        return -1;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int Ioctl(int fd, unsigned long request, void* arg) {
+    const std::string root = Root();
+    if (!root.empty() && (request == SIOCGIFFLAGS || request == SIOCSIFFLAGS)) {
+        return InterfaceFlags(request, static_cast<struct ifreq*>(arg), root);
+    }
+    return ::ioctl(fd, request, arg);
+}
+
+int Socket(int domain, int type, int protocol) {
+    return ::socket(domain, type, protocol);
+}
+
+int Close(int fd) {
+    return ::close(fd);
 }
 
 int Open(const char* path, int flags, mode_t mode) {

@@ -32,6 +32,13 @@ std::string MapPath(const char* path);
 std::string MapCommand(const char* command);
 
 int Open(const char* path, int flags, mode_t mode = 0);
+// ioctl. With a root set, SIOCGIFFLAGS and SIOCSIFFLAGS (whose argument is
+// a struct ifreq) read and write <root>/sys/class/net/<ifr_name>/flags, hex
+// text such as "0x1003" as in Linux's sysfs, since no wireless interface
+// exists on a workstation. A missing interface fails with ENODEV.
+int Ioctl(int fd, unsigned long request, void* arg);
+int Socket(int domain, int type, int protocol);
+int Close(int fd);
 FILE* Fopen(const char* path, const char* mode);
 int Mkfifo(const char* path, mode_t mode);
 int Unlink(const char* path);

@@ -249,3 +249,27 @@ TEST_F(Service, CloseReleasesTheRing) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(WaitResponse, EarlyResponseReleasesTheCallerAndKeepsTheEntry) {
+    CCommandHandler h(nullptr, nullptr);
+    auto* worker = new THREAD_INFO();
+    worker->running = true;  // a scan still running on its worker
+    CCommandHandlerTestPeer::SetIndex(h, 4);
+    CCommandHandlerTestPeer::Slot(h, 4) = worker;
+
+    h.SetEarlyResponse(true);
+    EXPECT_EQ(h.WaitResponse(nullptr), 0);
+    EXPECT_EQ(CCommandHandlerTestPeer::Slot(h, 4), worker) << "the running worker keeps its entry";
+    EXPECT_FALSE(h.WaitForWorkers(std::chrono::milliseconds(0)));
+
+    // Without an early response the caller waits for the end and reclaims it.
+    h.SetEarlyResponse(false);
+    worker->running = false;
+    EXPECT_EQ(h.WaitResponse(nullptr), 0);
+    EXPECT_EQ(CCommandHandlerTestPeer::Slot(h, 4), nullptr);
+    EXPECT_TRUE(h.WaitForWorkers(std::chrono::milliseconds(0)));
+}
+
+}  // namespace
