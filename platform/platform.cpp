@@ -5,6 +5,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -160,8 +161,39 @@ int Close(int fd) {
     return ::close(fd);
 }
 
+namespace {
+
+// A device node that the simulator serves as a Unix socket: one datagram is
+// one frame each way, as one read and one write on the real node give.
+int ConnectSeqpacket(const std::string& path) {
+    struct sockaddr_un address;
+    std::memset(&address, 0, sizeof address);
+    if (path.size() >= sizeof address.sun_path) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path.c_str(), path.size());
+    const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    if (fd < 0) return -1;
+    if (::connect(fd, reinterpret_cast<struct sockaddr*>(&address), sizeof address) != 0) {
+        const int saved = errno;
+        ::close(fd);
+        errno = saved;
+        return -1;
+    }
+    return fd;
+}
+
+}  // namespace
+
 int Open(const char* path, int flags, mode_t mode) {
-    return ::open(MapPath(path).c_str(), flags, mode);
+    const std::string mapped = MapPath(path);
+    struct stat st;
+    if (!Root().empty() && IsPlatformPath(path) && ::stat(mapped.c_str(), &st) == 0 && S_ISSOCK(st.st_mode)) {
+        return ConnectSeqpacket(mapped);
+    }
+    return ::open(mapped.c_str(), flags, mode);
 }
 
 FILE* Fopen(const char* path, const char* mode) {

@@ -31,6 +31,8 @@ std::string MapPath(const char* path);
 // when it holds characters the shell would interpret.
 std::string MapCommand(const char* command);
 
+// open. With a root set, a node that is a Unix socket is connected to as
+// SOCK_SEQPACKET instead: the simulator serves device nodes that way.
 int Open(const char* path, int flags, mode_t mode = 0);
 // ioctl. With a root set, SIOCGIFFLAGS and SIOCSIFFLAGS (whose argument is
 // a struct ifreq) read and write <root>/sys/class/net/<ifr_name>/flags, hex
