@@ -107,7 +107,7 @@ public:
 private:
     friend class CCommandHandlerTestPeer;
 
-    int RunWiFiCommand(int id, const AT_COMMAND& cmd, int& value1, int& value2);
+    int RunWiFiCommand(int id, const AT_COMMAND& cmd, const char* command, char* result, int& value1, int& value2);
 
     CWlanDutLib* m_wlan_dut;
     CBtDutLib* m_bt_dut;
