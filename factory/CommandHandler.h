@@ -13,6 +13,7 @@
 
 class CWlanDutLib;
 class CBtDutLib;
+class CScanList;
 
 // Command families, found by prefix.
 enum AppFamily : int {
@@ -100,6 +101,10 @@ public:
     int ExecuteATACommand_WiFi(const char* command, char* result);
     int ExecuteATACommand_BT(const char* command, char* result);
     int ExecuteUnitTest(const char* command, char* result);
+
+    // "NG" for an empty list, else "OK:" and up to ten "name,number"
+    // entries joined by ';'. The nodes written are taken from the list.
+    void BuildScanResultString(const char* command, int type, CScanList& list, char* out);
 
     // Reply code of a DUT result: 0 stays 0, 1 gives 4, 2 gives 5, others 6.
     static int MapDutResult(int dutResult);

@@ -1,34 +1,134 @@
 // The scan-control families "ATA+WIFI=" and "ATA+BT=", and "UNIT=".
+#include <cstring>
+
 #include "factory/CommandHandler.h"
+#include "factory/FactoryUtil.h"
+#include "factory/ScanList.h"
 #include "factory/factory_log.h"
+#include "wlan/WlanDriver.h"
+#include "wlan/WlanDutLib.h"
+
+namespace {
+
+// Family 2's own mapping of the driver's codes.
+int MapAtaWifi(int internal) {
+    switch (internal) {
+        case 0: return 0;
+        case 1: case 2: case 3: return 5;
+        case 4: case 9: return 4;
+        default: return 6;
+    }
+}
+
+}  // namespace
+
+void CCommandHandler::BuildScanResultString(const char* /*command*/, int type, CScanList& list, char* out) {
+    if (out == nullptr) return;
+    if (list.isEmpty()) {
+        std::memcpy(out, "NG", 3);
+        return;
+    }
+    // Bounded by the result buffer: an entry that would not fit ends the text.
+    size_t length = 0;
+    auto append = [&](const char* text) {
+        const size_t n = std::strlen(text);
+        if (length + n >= kResultSize) return false;
+        std::memcpy(out + length, text, n);
+        length += n;
+        return true;
+    };
+    append("OK:");
+    bool room = true;
+    for (int written = 0; room; ++written) {
+        if (written == 10) break;  // an eleventh node stays in the list
+        SCAN_INFO_NODE* node = list.Pop();
+        if (node == nullptr) break;
+        int number = 0;
+        const char* name = node->name;
+        if (type == APP_WIFI || type == APP_ATA_WIFI) {
+            number = node->signal_dbm;
+        } else if (type == APP_BT || type == APP_ATA_BT) {
+            FLOG(TAG_COMMAND_HANDLER, "BT device info\n");
+            number = node->rssi_count != 0 ? node->rssi_sum / node->rssi_count : node->rssi_sum;
+        } else {
+            name = "";
+        }
+        char digits[16];
+        num2str(number, digits);
+        room = append(name) && append(",") && append(digits) && append(";");
+        delete node;
+    }
+    // Drop the last separator.
+    if (length > 3 && out[length - 1] == ';') --length;
+    out[length] = '\0';
+}
 
 int CCommandHandler::ExecuteATACommand_WiFi(const char* command, char* result) {
     AT_COMMAND cmd = BuildATCommand(command, 1, 9);
-    FindAtCommandId(&cmd, ata_cmd_list_wifi);
-
-    // The WLAN driver is reached through the WLAN DUT, which the service does
-    // not build yet.
-    FLOG(TAG_COMMAND_HANDLER, "WlanDriver is NULL\n");
-    const int internal = 4;
+    const int id = FindAtCommandId(&cmd, ata_cmd_list_wifi);
+    CScanList list;
+    CWlanDriver* driver = m_wlan_dut != nullptr ? m_wlan_dut->GetDriver() : nullptr;
+    int internal = 0;
+    bool early = false;
+    if (driver == nullptr) {
+        FLOG(TAG_COMMAND_HANDLER, "WlanDriver is NULL\n");
+        internal = 4;
+    } else if (id == ATA_COMMAND_WIFI_OFF) {
+        FLOG(TAG_COMMAND_HANDLER, "ATA_COMMAND_WIFI_OFF\n");
+        internal = driver->DisableInterface();
+    } else if (id == ATA_COMMAND_WIFI_ON_SCAN) {
+        FLOG(TAG_COMMAND_HANDLER, "ATA_COMMAND_WIFI_ON_SCAN\n");
+        internal = driver->SetMode(1);
+        if (internal != 0) {
+            FLOG(TAG_COMMAND_HANDLER, "SetMode Error : %d\n", internal);
+        } else {
+            internal = driver->EnableInterface();
+            if (internal != 0) FLOG(TAG_COMMAND_HANDLER, "EnableInterface Error : %d\n", internal);
+        }
+        // Answer now; the scan runs on this worker after the caller is
+        // released, so nothing of the command may be touched after this.
+        BuildResultString(command, APP_ATA_WIFI, 0, internal, 0, 0, result);
+        SetEarlyResponse(true);
+        early = true;
+        if (internal == 0) internal = driver->StartScan();
+    } else if (id == ATA_COMMAND_WIFI_GET_SCAN_RESULT) {
+        FLOG(TAG_COMMAND_HANDLER, "ATA_COMMAND_WIFI_GET_SCAN_RESULT\n");
+        internal = driver->GetScanResult(list);
+    } else {
+        FLOG(TAG_COMMAND_HANDLER, "ATA_WIFI: AT_COMMAND_END_OF_LIST\n");
+        internal = 6;
+    }
     FLOG(TAG_COMMAND_HANDLER, "ATA_WIFI: %d\n", internal);
-    const int code = 4;  // 4 and 9 map to 4
-    // With no driver the scan list stays empty, and an empty list renders as
-    // "NG", the same text as the plain failure reply.
-    BuildResultString(command, APP_ATA_WIFI, 0, code, 0, 0, result);
+    const int code = MapAtaWifi(internal);
+    if (!early) {
+        if (id == ATA_COMMAND_WIFI_GET_SCAN_RESULT) {
+            BuildScanResultString(command, APP_ATA_WIFI, list, result);
+        } else {
+            BuildResultString(command, APP_ATA_WIFI, 0, code, 0, 0, result);
+        }
+    }
     return code;
 }
 
 int CCommandHandler::ExecuteATACommand_BT(const char* command, char* /*result*/) {
     AT_COMMAND cmd = BuildATCommand(command, 1, 7);
     FindAtCommandId(&cmd, ata_cmd_list_bt);
-    FLOG(TAG_COMMAND_HANDLER, "WlanDriver is NULL\n");
+    if (m_wlan_dut == nullptr || m_wlan_dut->GetDriver() == nullptr) FLOG(TAG_COMMAND_HANDLER, "WlanDriver is NULL\n");
+    // The Bluetooth driver is not built by the service yet: no reply, the
+    // result buffer stays as it was.
     FLOG(TAG_COMMAND_HANDLER, "btDriver is NULL\n");
-    return 4;  // no reply: the result buffer stays as it was
+    return 4;
 }
 
 int CCommandHandler::ExecuteUnitTest(const char* command, char* /*result*/) {
     AT_COMMAND cmd = BuildATCommand(command, 1, 5);
     FindAtCommandId(&cmd, at_cmd_list_unit_test);
-    FLOG(TAG_COMMAND_HANDLER, "WlanDriver is NULL\n");
-    return 4;  // no reply: the result buffer stays as it was
+    if (m_wlan_dut == nullptr || m_wlan_dut->GetDriver() == nullptr) {
+        FLOG(TAG_COMMAND_HANDLER, "WlanDriver is NULL\n");
+        return 4;
+    }
+    // The unit-test family needs both drivers; the Bluetooth one is not
+    // built by the service yet: no reply.
+    FLOG(TAG_COMMAND_HANDLER, "btDriver is NULL\n");
+    return 4;
 }

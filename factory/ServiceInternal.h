@@ -4,9 +4,13 @@
 
 class CCommandHandler;
 class CWlanDriver;
+class CWlanDutLib;
 
 // The open service's command handler, or null while the service is closed.
 CCommandHandler* GetServiceCommandHandler();
 
 // The open service's WLAN driver, or null while the service is closed.
 CWlanDriver* GetServiceWlanDriver();
+
+// The open service's WLAN DUT, or null while the service is closed.
+CWlanDutLib* GetServiceWlanDut();

@@ -9,12 +9,14 @@
 #include "factory/ServiceInternal.h"
 #include "factory/factory_log.h"
 #include "wlan/WlanDriver.h"
+#include "wlan/WlanDutLib.h"
 
 namespace {
 
-// The service's object graph; open exactly while `handler` is set. The DUT
-// objects and the Bluetooth driver join the graph as they are built.
+// The service's object graph; open exactly while `handler` is set. The
+// Bluetooth driver and DUT join the graph as they are built.
 CWlanDriver* wlanDrv = nullptr;
+CWlanDutLib* wlanDut = nullptr;
 CCommandHandler* handler = nullptr;
 
 // How long closing waits for workers that answered early and still run
@@ -32,6 +34,10 @@ CWlanDriver* GetServiceWlanDriver() {
     return wlanDrv;
 }
 
+CWlanDutLib* GetServiceWlanDut() {
+    return wlanDut;
+}
+
 extern "C" {
 
 WLBT_API int OpenWiFiBtFactoryService(void) {
@@ -41,7 +47,8 @@ WLBT_API int OpenWiFiBtFactoryService(void) {
         return WLBT_ERR_ALREADY_OPEN;
     }
     wlanDrv = new CWlanDriver();
-    handler = new CCommandHandler(nullptr, nullptr);
+    wlanDut = new CWlanDutLib(wlanDrv);
+    handler = new CCommandHandler(wlanDut, nullptr);
     return WLBT_OK;
 }
 
@@ -54,11 +61,13 @@ WLBT_API int CloseWiFiBtFactoryService(void) {
     // Both DUTs go first, then both drivers, WLAN before Bluetooth in each pair.
     if (handler->WaitForWorkers(kCloseWaitLimit)) {
         delete handler;
+        delete wlanDut;  // closes an open DUT: firmware and interface back to normal
         delete wlanDrv;
     } else {
         FLOG(TAG_SERVICE_IF, "a command worker is still running: its objects are left allocated\n");
     }
     handler = nullptr;
+    wlanDut = nullptr;
     wlanDrv = nullptr;
     return WLBT_OK;
 }

@@ -11,9 +11,12 @@
 #include <cstring>
 #include <ctime>
 #include <exception>
+#include <stdexcept>
 
 #include "sim/fs_util.h"
 #include "sim/simulator.h"
+#include "sim/wlanfw/settings_text.h"
+#include "sim/wlanfw/wlanfw_component.h"
 
 namespace tavo::sim {
 namespace {
@@ -77,7 +80,7 @@ bool OptionValue(const std::vector<std::string>& args, size_t& i, const std::str
 }  // namespace
 
 std::string ServeUsage() {
-    return "Usage: tavo-sim [--quiet] [--ap BSSID,FREQ,SIGNAL,SSID]... --root DIR\n"
+    return "Usage: tavo-sim [--quiet] [--ap BSSID,FREQ,SIGNAL,SSID]... [--wlanfw SETTING]... --root DIR\n"
            "       tavo-sim [options] DIR\n"
            "       tavo-sim --help\n"
            "\n"
@@ -101,6 +104,10 @@ std::string ServeUsage() {
            "                    --ap 02:00:00:00:00:01,2412,-45.5,HomeNet (the SSID is\n"
            "                    the rest, commas included); repeat for more. The list\n"
            "                    lives in DIR/sim/access_points and may be edited there.\n"
+           "  --wlanfw SETTING  steers the WLAN test firmware served on DIR/dev/q7c3310udi0\n"
+           "                    (it answers only while the test variant runs); repeat\n"
+           "                    for more. Settings:\n" +
+           wlanfw::SettingsUsage() +
            "  -q, --quiet       no log lines on standard error\n"
            "  -h, --help        this text\n";
 }
@@ -172,6 +179,11 @@ bool ParseServeOptions(const std::vector<std::string>& args, ServeOptions& optio
             parsed.root = value;
             continue;
         }
+        if (!OptionValue(args, i, "--wlanfw", value, matched, error)) return false;
+        if (matched) {
+            parsed.wlanfw.push_back(value);
+            continue;
+        }
         if (!OptionValue(args, i, "--ap", value, matched, error)) return false;
         if (matched) {
             AccessPoint ap;
@@ -231,6 +243,13 @@ int ServeMain(const std::vector<std::string>& args, std::ostream& out, std::ostr
             sim.Log().SetObserver([&err](const std::string& line) { err << "tavo-sim: " << Clock() << " " << line << std::endl; });
         }
         sim.SetAccessPoints(options.aps);
+        auto& wlan = sim.Emplace<wlanfw::WlanFirmwareComponent>();
+        for (const std::string& setting : options.wlanfw) {
+            std::string invalid;
+            if (!wlanfw::ApplySetting(wlan.Firmware(), setting, invalid)) {
+                throw std::runtime_error("--wlanfw " + setting + ": " + invalid);
+            }
+        }
         sim.Start();
         sim.InstallStandIns(SelfPath());
         out << ExportLines(sim.Root());

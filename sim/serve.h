@@ -13,6 +13,7 @@ namespace tavo::sim {
 struct ServeOptions {
     std::string root;
     std::vector<AccessPoint> aps;
+    std::vector<std::string> wlanfw;  // settings for the WLAN test firmware
     bool quiet = false;  // no log lines on standard error
     bool help = false;
 };

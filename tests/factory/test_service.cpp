@@ -125,10 +125,11 @@ TEST_F(Service, FamiliesByPrefix) {
         {"AT+WIFIRF=0,6,0,0", 0, "+WIFIRF:0,OK", "WIFI Command: AT+WIFIRF=0,6,0,0\n"},
         {"AT+WIFIX=0,6,0,0", 0, "+WIFIX:0,OK", "WIFI Command: AT+WIFIX=0,6,0,0\n"},
         {"AT+WIFITEST=0,1,2,0", 0, "+WIFITEST:0,OK", "WIFI Command: AT+WIFITEST=0,1,2,0\n"},
-        {"AT+WIFIX=1,+WIFIRF=9", 0, "+WIFIRF:4,NG,untouched", "WIFI Command: AT+WIFIX=1,+WIFIRF=9\n"},
+        // "+WIFIRF=" anywhere makes the reply form; the numbers read 1,0,0,0.
+        {"AT+WIFIX=1,+WIFIRF=9", 0, "+WIFIRF:0,OK,1\n", "WIFI Command: AT+WIFIX=1,+WIFIRF=9\n"},
         {"AT+WIFIRF=9,9,9,9", 0, "+WIFIRF:6,NG", "WIFI Command: AT+WIFIRF=9,9,9,9\n"},
-        {"AT+WIFIRF=", 0, "+WIFIRF:4,NG", "WIFI Command: AT+WIFIRF=\n"},
-        {"ATA+WIFI=0", 0, "NG", "ATA WIFI Command: ATA+WIFI=0\n"},
+        {"AT+WIFIRF=", 0, "+WIFIRF:6,NG", "WIFI Command: AT+WIFIRF=\n"},  // channel 0 is refused
+        {"ATA+WIFI=7", 0, "NG", "ATA WIFI Command: ATA+WIFI=7\n"},
         {"AT+BTRF=0,0,0,0", 0, "untouched", "BT Command: AT+BTRF=0,0,0,0\n"},
         {"ATA+BT=1", 0, "untouched", "ATA BT Command: ATA+BT=1\n"},
         {"UNIT=8", 0, "untouched", "UNIT Test Command: UNIT=8\n"},
@@ -147,25 +148,28 @@ TEST_F(Service, FamiliesByPrefix) {
     }
 }
 
-TEST_F(Service, WlanRowsAnswerByClassWithoutTheirObjects) {
+TEST_F(Service, WlanRowsWithoutFirmware) {
+    // The DUT holds its parameters without a firmware; what needs the
+    // firmware fails as a failed operation (reply code 5).
     struct Case {
         const char* command;
         const char* reply;
         const char* log;
     } const cases[] = {
-        // Log-only rows succeed; the others are operations of the WLAN DUT,
-        // which is missing (DUT result 1, reply code 4).
         {"AT+WIFIRF=0,1,2,0", "+WIFIRF:0,OK", "AT_COMMAND_WIFI_WIFI_OFF\n"},
         {"AT+WIFIRF=0,1,3,0", "+WIFIRF:0,OK", "AT_COMMAND_WIFI_WIFI_ON\n"},
         {"AT+WIFIRF=0,1,6,0", "+WIFIRF:0,OK", "AT_COMMAND_WIFI_SET_BSS_COLOR\n"},
         {"AT+WIFIRF=0,6,2,0", "+WIFIRF:0,OK", "AT_COMMAND_WIFI_SET_SSID_5G\n"},
-        {"AT+WIFIRF=0,0,0,36", "+WIFIRF:4,NG", "AT_COMMAND_WIFI_SET_CHANNEL 36\n"},
-        {"AT+WIFIRF=0,0,1,-5", "+WIFIRF:4,NG", "AT_COMMAND_WIFI_SET_DATARATE -5\n"},
-        {"AT+WIFIRF=0,4,0,0", "+WIFIRF:4,NG,0", "AT_COMMAND_WIFI_READ_RX_ERROR\n"},
-        {"AT+WIFIX=0,4,0,0", "+WIFIX:4,0,NG", "AT_COMMAND_WIFI_READ_RX_ERROR\n"},
-        {"AT+WIFIRF=0,4,3,0", "+WIFIRF:4,NG,0,0", "AT_COMMAND_WIFI_READ_BIST\n"},
-        {"AT+WIFIRF=0,8,0,0", "+WIFIRF:4,NG", "AT_COMMAND_WIFI_TEST_STOP\n"},
-        {"AT+WIFIRF=0,8,1,0", "+WIFIRF:4,NG", "AT_COMMAND_WIFI_TEST_START\n"},
+        {"AT+WIFIRF=0,0,0,36", "+WIFIRF:0,OK", "AT_COMMAND_WIFI_SET_CHANNEL 36\n"},
+        {"AT+WIFIRF=1,0,0,0", "+WIFIRF:0,OK,36\n", "AT_COMMAND_WIFI_GET_CHANNEL\n"},
+        {"AT+WIFIX=1,0,0,0", "+WIFIX:0,36\n,OK", "AT_COMMAND_WIFI_GET_CHANNEL\n"},
+        {"AT+WIFIRF=0,0,1,-5", "+WIFIRF:6,NG", "AT_COMMAND_WIFI_SET_DATARATE -5\n"},
+        {"AT+WIFIRF=0,4,0,0", "+WIFIRF:0,OK,0", "AT_COMMAND_WIFI_READ_RX_ERROR\n"},
+        {"AT+WIFIX=0,4,0,0", "+WIFIX:0,0,OK", "AT_COMMAND_WIFI_READ_RX_ERROR\n"},
+        {"AT+WIFIRF=0,4,3,0", "+WIFIRF:5,NG,0,0", "AT_COMMAND_WIFI_READ_BIST\n"},
+        {"AT+WIFIX=0,5,0,0", "+WIFIX:5,0,NG", "AT_COMMAND_WIFI_GET_CHIP_TEMP\n"},
+        {"AT+WIFIRF=0,8,0,0", "+WIFIRF:0,OK", "AT_COMMAND_WIFI_TEST_STOP\n"},
+        {"AT+WIFIRF=0,8,1,0", "+WIFIRF:0,OK", "AT_COMMAND_WIFI_TEST_START\n"},
     };
     for (const Case& c : cases) {
         testsupport::LogCapture log;

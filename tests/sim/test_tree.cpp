@@ -61,7 +61,11 @@ TEST(SimTree, BootValues) {
 TEST(SimTree, DirectoriesAndControlFiles) {
     testsupport::SimEnv env;
     for (const char* dir : {"/dev", "/bin", "/sim"}) EXPECT_TRUE(IsDir(env.Path(dir))) << dir;
-    EXPECT_EQ(Entries(env.Path("/dev")), 0u);
+    // The only node is the WLAN test firmware's, served as a socket.
+    EXPECT_EQ(Entries(env.Path("/dev")), 1u);
+    struct stat st;
+    ASSERT_EQ(stat(env.Path("/dev/q7c3310udi0").c_str(), &st), 0);
+    EXPECT_TRUE(S_ISSOCK(st.st_mode));
     EXPECT_NE(simtest::ReadText(env.Path("/sim/log")).find("simulator: started on " + env.Root()), std::string::npos);
     EXPECT_NE(simtest::ReadText(env.Path("/sim/access_points")), "<missing>");
 }

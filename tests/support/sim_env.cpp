@@ -44,6 +44,7 @@ SimEnv::SimEnv() : SimEnv([](tavo::sim::Simulator&) {}) {}
 
 SimEnv::SimEnv(const std::function<void(tavo::sim::Simulator&)>& beforeStart)
     : sim_(std::make_unique<tavo::sim::Simulator>(dir_.Path())) {
+    wlanfw_ = &sim_->Emplace<tavo::sim::wlanfw::WlanFirmwareComponent>();
     beforeStart(*sim_);
     sim_->Start();
     sim_->InstallStandIns(Binary());

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "sim/simulator.h"
+#include "sim/wlanfw/wlanfw_component.h"
 
 namespace testsupport {
 
@@ -55,6 +56,9 @@ public:
     SimEnv& operator=(const SimEnv&) = delete;
 
     tavo::sim::Simulator& Sim() { return *sim_; }
+    // The WLAN test firmware on root/dev/q7c3310udi0, registered in every
+    // SimEnv; it answers while the test variant runs.
+    tavo::sim::wlanfw::WlanFirmware& WlanFw() { return wlanfw_->Firmware(); }
     const std::string& Root() const { return dir_.Path(); }
     // A phone path ("/sys/...") under the root.
     std::string Path(const std::string& phonePath) const { return Root() + phonePath; }
@@ -64,6 +68,7 @@ public:
 private:
     TempDir dir_;
     std::unique_ptr<tavo::sim::Simulator> sim_;
+    tavo::sim::wlanfw::WlanFirmwareComponent* wlanfw_ = nullptr;
     std::unique_ptr<ScopedEnv> root_;
     std::unique_ptr<ScopedEnv> path_;
 };
