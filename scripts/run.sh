@@ -8,4 +8,4 @@ scripts/deps.sh >&2
 cmake --preset default >/dev/null
 cmake --build --preset default -j "${WLBT_JOBS:-2}" --target wlbt >&2
 
-exec build/default/tools/wlbt "$@" < tools/sequences/factory.at
+exec build/default/tools/wlbt --sim "$@" < tools/sequences/factory.at

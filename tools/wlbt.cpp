@@ -3,29 +3,39 @@
 // Opens the service, forwards each AT command (from the arguments, or line by
 // line from standard input), prints each command with its result string and
 // return code, and closes the service.
+#include <getopt.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "WiFiBtFactoryService.h"
+#include "sim/simulator.h"
+#include "sim/wlanfw/settings_text.h"
+#include "sim/wlanfw/wlanfw_component.h"
 
 namespace {
 
 void Usage(FILE* out) {
     std::fputs(
-        "usage: wlbt [-v] [-t TIMEOUT] [COMMAND...]\n"
+        "usage: wlbt [-v] [-t TIMEOUT] [--sim] [--keep-root] [--wlanfw SETTING]... [COMMAND...]\n"
         "\n"
         "Forwards AT commands to the WLAN/Bluetooth factory-test service and prints\n"
         "each result string and return code. Without COMMAND arguments, commands are\n"
         "read from standard input, one per line; empty lines and lines starting with\n"
         "'#' are skipped.\n"
         "\n"
-        "  -v          show the library's log lines on standard error\n"
+        "  -v          show the library's log lines (and the simulator's) on standard error\n"
+        "  --sim       run against the chip simulator, started on a temporary root for\n"
+        "              the length of the run (TAVO_PLATFORM_ROOT and PATH point at it)\n"
+        "  --keep-root leave the simulator's root in place and print where it is\n"
+        "  --wlanfw S  steer the simulated WLAN firmware (with --sim); see tavo-sim --help\n"
         "  -t TIMEOUT  time limit handed to the service (accepted, has no effect)\n"
         "  -h          this help\n"
         "\n"
@@ -74,20 +84,91 @@ int Forward(const std::string& command, int timeout) {
 
 }  // namespace
 
+// The chip simulator for one run of the tool: a temporary root, the
+// simulator with its WLAN firmware, and the environment pointed at it.
+class SimulatorRun {
+public:
+    SimulatorRun(bool verbose, bool keepRoot, const std::vector<std::string>& settings) : keep_(keepRoot) {
+        char tmpl[] = "/tmp/wlbt-sim-XXXXXX";
+        if (mkdtemp(tmpl) == nullptr) throw std::runtime_error("cannot make a temporary root");
+        root_ = tmpl;
+        sim_ = std::make_unique<tavo::sim::Simulator>(root_);
+        if (verbose) {
+            sim_->Log().SetObserver([](const std::string& line) { std::fprintf(stderr, "sim: %s\n", line.c_str()); });
+        }
+        auto& wlan = sim_->Emplace<tavo::sim::wlanfw::WlanFirmwareComponent>();
+        for (const std::string& setting : settings) {
+            std::string error;
+            if (!tavo::sim::wlanfw::ApplySetting(wlan.Firmware(), setting, error)) {
+                throw std::runtime_error("--wlanfw " + setting + ": " + error);
+            }
+        }
+        sim_->Start();
+        const char* binary = std::getenv("TAVO_SIM_BINARY");
+        sim_->InstallStandIns(binary != nullptr && *binary != '\0' ? binary : WLBT_TAVO_SIM_BINARY);
+        setenv("TAVO_PLATFORM_ROOT", root_.c_str(), 1);
+        const char* path = std::getenv("PATH");
+        const std::string bin = root_ + "/bin";
+        setenv("PATH", (path != nullptr && *path != '\0' ? bin + ":" + path : bin).c_str(), 1);
+    }
+    ~SimulatorRun() {
+        sim_->Stop();
+        sim_->Log().SetObserver(nullptr);
+        if (keep_) {
+            std::fprintf(stderr, "wlbt: simulator root kept at %s\n", root_.c_str());
+        } else {
+            std::system(("rm -rf '" + root_ + "'").c_str());
+        }
+    }
+    SimulatorRun(const SimulatorRun&) = delete;
+    SimulatorRun& operator=(const SimulatorRun&) = delete;
+
+private:
+    bool keep_;
+    std::string root_;
+    std::unique_ptr<tavo::sim::Simulator> sim_;
+};
+
 int main(int argc, char** argv) {
     int timeout = 3000;
     bool verbose = false;
+    bool sim = false;
+    bool keepRoot = false;
+    std::vector<std::string> settings;
+    enum { kOptSim = 1000, kOptKeepRoot, kOptWlanfw };
+    static const struct option kLong[] = {{"sim", no_argument, nullptr, kOptSim},
+                                          {"keep-root", no_argument, nullptr, kOptKeepRoot},
+                                          {"wlanfw", required_argument, nullptr, kOptWlanfw},
+                                          {"help", no_argument, nullptr, 'h'},
+                                          {nullptr, 0, nullptr, 0}};
     int opt;
-    while ((opt = getopt(argc, argv, "vt:h")) != -1) {
+    while ((opt = getopt_long(argc, argv, "vt:h", kLong, nullptr)) != -1) {
         switch (opt) {
             case 'v': verbose = true; break;
             case 't': timeout = std::atoi(optarg); break;
             case 'h': Usage(stdout); return 0;
+            case kOptSim: sim = true; break;
+            case kOptKeepRoot: keepRoot = true; break;
+            case kOptWlanfw: settings.push_back(optarg); break;
             default: Usage(stderr); return 2;
         }
     }
+    if (!sim && (keepRoot || !settings.empty())) {
+        std::fprintf(stderr, "wlbt: --keep-root and --wlanfw go with --sim\n");
+        return 2;
+    }
     // The host log implementation reads TAVO_LOG on its first line.
     if (verbose) setenv("TAVO_LOG", "-", 1);
+
+    std::unique_ptr<SimulatorRun> simulator;
+    if (sim) {
+        try {
+            simulator = std::make_unique<SimulatorRun>(verbose, keepRoot, settings);
+        } catch (const std::exception& e) {
+            std::fprintf(stderr, "wlbt: %s\n", e.what());
+            return 2;
+        }
+    }
 
     const int openRc = OpenWiFiBtFactoryService();
     if (openRc != 0) {
