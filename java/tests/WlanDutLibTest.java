@@ -55,6 +55,21 @@ public class WlanDutLibTest {
         check("getRxGoodFrame()", 0, lib.getRxGoodFrame());
         check("getRxErrorFrame()", 0, lib.getRxErrorFrame());
 
+        // A whole test on the (simulated) chip: the firmware switch, a
+        // transmission and a reception. The verdicts are in the replies,
+        // which the facade keeps to itself; the simulator's log shows what
+        // the firmware received.
+        check("openDut()", 0, lib.openDut());
+        check("selectChannel(6)", 0, lib.selectChannel(6));
+        check("setBandwidth(1)", 0, lib.setBandwidth(1));
+        check("setDataRate(4)", 0, lib.setDataRate(4));
+        check("startTx()", 0, lib.startTx());
+        check("stopTx()", 0, lib.stopTx());
+        check("startRx()", 0, lib.startRx());
+        check("getRxGoodFrame() after a receive", 0, lib.getRxGoodFrame());
+        check("stopRx()", 0, lib.stopRx());
+        check("closeDut()", 0, lib.closeDut());
+
         check("closeTestMode()", 0, lib.closeTestMode());
         check("closeTestMode() again", 6, lib.closeTestMode());
 
