@@ -3,6 +3,8 @@
 // direct call of the same execute function on the calling thread.
 #include <benchmark/benchmark.h>
 
+#include "median_reporter.h"
+
 #include <cstdio>
 #include <map>
 #include <string>
@@ -35,20 +37,6 @@ void BM_DirectExecute(benchmark::State& state) {
     }
 }
 
-// Keeps the medians of the repetitions so that main can print their ratio.
-class MedianReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
-                medians[run.run_name.function_name] = run.GetAdjustedRealTime();
-            }
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-    std::map<std::string, double> medians;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -59,13 +47,7 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     MedianReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    const auto forward = reporter.medians.find("BM_ForwardRoundTrip");
-    const auto direct = reporter.medians.find("BM_DirectExecute");
-    if (forward != reporter.medians.end() && direct != reporter.medians.end() && direct->second > 0) {
-        std::printf("median ForwardCMD_WiFiBT round trip: %.0f ns\n", forward->second);
-        std::printf("median direct ExecuteATCommand_WiFi: %.0f ns\n", direct->second);
-        std::printf("ratio: %.1f\n", forward->second / direct->second);
-    }
+    reporter.PrintRatio("BM_ForwardRoundTrip", "ForwardCMD_WiFiBT round trip", "BM_DirectExecute", "direct ExecuteATCommand_WiFi");
     benchmark::Shutdown();
     return 0;
 }

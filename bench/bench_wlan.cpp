@@ -3,6 +3,8 @@
 // request and confirm bytes between the same two endpoints.
 #include <benchmark/benchmark.h>
 
+#include "median_reporter.h"
+
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -86,18 +88,6 @@ void BM_BarePingPong(benchmark::State& state) {
     close(fd);
 }
 
-class MedianReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
-                medians[run.run_name.function_name] = run.GetAdjustedRealTime();
-            }
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-    std::map<std::string, double> medians;
-};
 
 }  // namespace
 
@@ -111,13 +101,7 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     MedianReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    const auto library = reporter.medians.find("BM_WlanSelectRadio");
-    const auto bare = reporter.medians.find("BM_BarePingPong");
-    if (library != reporter.medians.end() && bare != reporter.medians.end() && bare->second > 0) {
-        std::printf("median wlan_select_radio exchange: %.0f ns\n", library->second);
-        std::printf("median bare seqpacket ping-pong:   %.0f ns\n", bare->second);
-        std::printf("ratio: %.2f\n", library->second / bare->second);
-    }
+    reporter.PrintRatio("BM_WlanSelectRadio", "wlan_select_radio exchange", "BM_BarePingPong", "bare seqpacket ping-pong");
     benchmark::Shutdown();
     g_chip = nullptr;
     return 0;

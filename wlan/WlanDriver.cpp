@@ -95,32 +95,36 @@ int CWlanDriver::CloseDriver() {
     return kOk;
 }
 
+namespace {
+
+// The two flag operations log differently, and the difference is kept:
+// enabling prints errno and a line end after the flags, disabling neither.
+struct InterfaceTexts {
+    const char* signature;
+    const char* getFailed;
+    const char* flags;
+    const char* setFailed;
+};
+
+const InterfaceTexts kEnableTexts = {"int CWlanDriver::EnableInterface()",
+                                     "%s: ioctl(drvsock, SIOCGIFFLAGS, &ifr) %d %d\n", "flag : 0x%04x\n",
+                                     "%s: ioctl(drvsock, SIOCSIFFLAGS, &ifr) %d %d\n"};
+const InterfaceTexts kDisableTexts = {"int CWlanDriver::DisableInterface()",
+                                      "%s: ioctl(drvsock, SIOCGIFFLAGS, &ifr) %d\n", "flag : 0x%04x",
+                                      "%s: ioctl(drvsock, SIOCSIFFLAGS, &ifr) %d"};
+
+}  // namespace
+
 int CWlanDriver::EnableInterface() {
-    if (OpenDriver(AF_INET) != kOk) {
-        WLOG("Socket open Error %d\n", drvsock);
-        return kSocketError;
-    }
-    struct ifreq ifr;
-    std::memset(&ifr, 0, sizeof ifr);
-    std::strncpy(ifr.ifr_name, IW_INTERFACE, IFNAMSIZ);
-    ifr.ifr_name[IFNAMSIZ - 1] = '\0';
-    int rc = plat::Ioctl(drvsock, SIOCGIFFLAGS, &ifr);
-    if (rc != 0) {
-        WLOG("%s: ioctl(drvsock, SIOCGIFFLAGS, &ifr) %d %d\n", "int CWlanDriver::EnableInterface()", rc, errno);
-        return kIoctlError;
-    }
-    WLOG("flag : 0x%04x\n", static_cast<unsigned short>(ifr.ifr_flags));
-    ifr.ifr_flags = static_cast<short>(ifr.ifr_flags | IFF_UP);
-    rc = plat::Ioctl(drvsock, SIOCSIFFLAGS, &ifr);
-    if (rc != 0) {
-        WLOG("%s: ioctl(drvsock, SIOCSIFFLAGS, &ifr) %d %d\n", "int CWlanDriver::EnableInterface()", rc, errno);
-        return kIoctlError;  // the socket stays open for the next call to find
-    }
-    CloseDriver();
-    return kOk;
+    return SetInterfaceUp(true);
 }
 
 int CWlanDriver::DisableInterface() {
+    return SetInterfaceUp(false);
+}
+
+int CWlanDriver::SetInterfaceUp(bool up) {
+    const InterfaceTexts& texts = up ? kEnableTexts : kDisableTexts;
     if (OpenDriver(AF_INET) != kOk) {
         WLOG("Socket open Error %d\n", drvsock);
         return kSocketError;
@@ -131,15 +135,16 @@ int CWlanDriver::DisableInterface() {
     ifr.ifr_name[IFNAMSIZ - 1] = '\0';
     int rc = plat::Ioctl(drvsock, SIOCGIFFLAGS, &ifr);
     if (rc != 0) {
-        WLOG("%s: ioctl(drvsock, SIOCGIFFLAGS, &ifr) %d\n", "int CWlanDriver::DisableInterface()", rc);
+        // The disabling texts have no place for errno; printf ignores it there.
+        WLOG(texts.getFailed, texts.signature, rc, errno);
         return kIoctlError;
     }
-    WLOG("flag : 0x%04x", static_cast<unsigned short>(ifr.ifr_flags));
-    ifr.ifr_flags = static_cast<short>(ifr.ifr_flags & ~IFF_UP);
+    WLOG(texts.flags, static_cast<unsigned short>(ifr.ifr_flags));
+    ifr.ifr_flags = static_cast<short>(up ? (ifr.ifr_flags | IFF_UP) : (ifr.ifr_flags & ~IFF_UP));
     rc = plat::Ioctl(drvsock, SIOCSIFFLAGS, &ifr);
     if (rc != 0) {
-        WLOG("%s: ioctl(drvsock, SIOCSIFFLAGS, &ifr) %d", "int CWlanDriver::DisableInterface()", rc);
-        return kIoctlError;
+        WLOG(texts.setFailed, texts.signature, rc, errno);
+        return kIoctlError;  // the socket stays open for the next call to find
     }
     CloseDriver();
     return kOk;

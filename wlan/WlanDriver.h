@@ -48,6 +48,7 @@ public:
     bool IsScanLocked() const;
 
 private:
+    int SetInterfaceUp(bool up);
     int _StartScan_IW();
     int _GetScanResult_IW(CScanList& list);
 

@@ -102,6 +102,8 @@ public:
 private:
     int SelectRadio();
     uint16_t Frequency(bool transmit) const;
+    // Frequency, cleared counts and their log lines: how every receive starts.
+    uint16_t BeginReceive();
 
     int32_t m_data_rate;
     int32_t m_channel;

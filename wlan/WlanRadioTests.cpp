@@ -182,12 +182,17 @@ int CWlanDutLib::TxStopWoMod() {
     return kOk;
 }
 
-int CWlanDutLib::RxStart() {
+uint16_t CWlanDutLib::BeginReceive() {
     const uint16_t freq = Frequency(false);
     m_good_frames = 0;
     m_error_frames = 0;
     LogValue("m_bandwidth", m_bandwidth);
     LogValue("freq", freq);
+    return freq;
+}
+
+int CWlanDutLib::RxStart() {
+    const uint16_t freq = BeginReceive();
     if (SelectRadio() != kOk) return kInvalid;
     const int rc = wlan_rx_start(static_cast<CommstestChannelBandwidth>(m_bandwidth - 1), COMMSTEST_POSITION_0, freq,
                                  COMMSTEST_RX_FLAGS_NONE, kRxAddress);
@@ -199,11 +204,7 @@ int CWlanDutLib::RxStart() {
 }
 
 int CWlanDutLib::RxStartWithFlag(int flag) {
-    const uint16_t freq = Frequency(false);
-    m_good_frames = 0;
-    m_error_frames = 0;
-    LogValue("m_bandwidth", m_bandwidth);
-    LogValue("freq", freq);
+    const uint16_t freq = BeginReceive();
     if (SelectRadio() != kOk) return kInvalid;
     // Tested only now: the counts are cleared and the radio chosen already.
     if (flag != 1 && flag != 2 && flag != 4 && flag != 8 && flag != 16 && flag != 32) {
