@@ -15,6 +15,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "enginefw/messagehandler.h"
 
@@ -37,6 +38,11 @@ public:
     static bool IsDebugActivated();
     // Reads the debug settings; run once by the first IsDebugEngineRunning().
     static void ProcessDebugOptions();
+    // For a host with a command line: the argument behind "-debug" (any case),
+    // searched from the second argument on, is the debug statement; without
+    // one the environment decides as above. "-debug" with no or an empty value
+    // throws std::invalid_argument carrying the help block.
+    static void ProcessDebugOptions(const std::vector<std::string>& arguments);
     static void DebugOptionsChanged();
 
     // The map key holding handler, or GROUP_LOCAL.

@@ -24,7 +24,8 @@ namespace {
 
 void Usage(FILE* out) {
     std::fputs(
-        "usage: wlbt [-v] [-t TIMEOUT] [--sim] [--keep-root] [--wlanfw SETTING]... [COMMAND...]\n"
+        "usage: wlbt [-v] [-t TIMEOUT] [--sim] [--keep-root] [--wlanfw SETTING]...\n"
+        "            [--debug STATEMENT] [--debug-file PATH] [COMMAND...]\n"
         "\n"
         "Forwards AT commands to the WLAN/Bluetooth factory-test service and prints\n"
         "each result string and return code. Without COMMAND arguments, commands are\n"
@@ -36,6 +37,10 @@ void Usage(FILE* out) {
         "              the length of the run (TAVO_PLATFORM_ROOT and PATH point at it)\n"
         "  --keep-root leave the simulator's root in place and print where it is\n"
         "  --wlanfw S  steer the simulated WLAN firmware (with --sim); see tavo-sim --help\n"
+        "  --debug STATEMENT  switch the library's tracing on (sets TAVO_DEBUGLEVEL), e.g.\n"
+        "              'full', 'basic', 'enhanced', 'standard' or a list such as\n"
+        "              'full:commstest,basic:all'; trace lines go to standard error\n"
+        "  --debug-file PATH  send the trace lines to PATH instead (sets TAVO_DEBUGFILE)\n"
         "  -t TIMEOUT  time limit handed to the service (accepted, has no effect)\n"
         "  -h          this help\n"
         "\n"
@@ -135,10 +140,14 @@ int main(int argc, char** argv) {
     bool sim = false;
     bool keepRoot = false;
     std::vector<std::string> settings;
-    enum { kOptSim = 1000, kOptKeepRoot, kOptWlanfw };
+    const char* debugStatement = nullptr;
+    const char* debugFile = nullptr;
+    enum { kOptSim = 1000, kOptKeepRoot, kOptWlanfw, kOptDebug, kOptDebugFile };
     static const struct option kLong[] = {{"sim", no_argument, nullptr, kOptSim},
                                           {"keep-root", no_argument, nullptr, kOptKeepRoot},
                                           {"wlanfw", required_argument, nullptr, kOptWlanfw},
+                                          {"debug", required_argument, nullptr, kOptDebug},
+                                          {"debug-file", required_argument, nullptr, kOptDebugFile},
                                           {"help", no_argument, nullptr, 'h'},
                                           {nullptr, 0, nullptr, 0}};
     int opt;
@@ -150,6 +159,8 @@ int main(int argc, char** argv) {
             case kOptSim: sim = true; break;
             case kOptKeepRoot: keepRoot = true; break;
             case kOptWlanfw: settings.push_back(optarg); break;
+            case kOptDebug: debugStatement = optarg; break;
+            case kOptDebugFile: debugFile = optarg; break;
             default: Usage(stderr); return 2;
         }
     }
@@ -159,6 +170,10 @@ int main(int argc, char** argv) {
     }
     // The host log implementation reads TAVO_LOG on its first line.
     if (verbose) setenv("TAVO_LOG", "-", 1);
+    // The library reads its debug settings once, on its first trace point, so
+    // they must be in the environment before the service is opened.
+    if (debugStatement != nullptr) setenv("TAVO_DEBUGLEVEL", debugStatement, 1);
+    if (debugFile != nullptr) setenv("TAVO_DEBUGFILE", debugFile, 1);
 
     std::unique_ptr<SimulatorRun> simulator;
     if (sim) {

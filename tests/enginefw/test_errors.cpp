@@ -119,10 +119,12 @@ TEST_F(Errors, LastErrorAcrossThreadsIsTheNewest) {
     EXPECT_EQ(text, "from main");
 
     // A selector that picks only handlers without an error object finds nothing.
-    CTheMsgHnd::CreateGroup(CMessageHandler::GROUP_T32API);
-    group = CMessageHandler::GROUP_T32API;
+    // (Option processing gave every named group an error object: use an unnamed one.)
+    const Group unnamed = static_cast<Group>(50);
+    CTheMsgHnd::CreateGroup(unnamed);
+    group = unnamed;
     EXPECT_FALSE(h7->LastError(code, text, group, false));
-    EXPECT_EQ(group, CMessageHandler::GROUP_T32API) << "untouched when nothing is found";
+    EXPECT_EQ(group, unnamed) << "untouched when nothing is found";
 }
 
 TEST_F(Errors, ConcurrentErrorsGetDistinctSequences) {
@@ -253,9 +255,10 @@ TEST_F(Errors, ModifyPrefixesTheTextAndKeepsTheCodeUnlessGiven) {
 }
 
 TEST_F(Errors, AHandlerWithoutErrorObjectRefuses) {
-    CTheMsgHnd::CreateGroup(CMessageHandler::GROUP_PLEXPARSER);
-    CMessageHandler* bare =
-        CTheMsgHnd::GetAppropriateHandler(CMessageHandler::GROUP_PLEXPARSER, "void Errors::Bare()", false);
+    // Option processing gave every named group an error object: use an unnamed one.
+    const Group unnamed = static_cast<Group>(50);
+    CTheMsgHnd::CreateGroup(unnamed);
+    CMessageHandler* bare = CTheMsgHnd::GetAppropriateHandler(unnamed, "void Errors::Bare()", false);
     ASSERT_EQ(bare->GetErrorMessages(), nullptr) << "groups made by CreateGroup have no error object";
     EXPECT_FALSE(bare->SetErrorMsg(1, "x"));
     EXPECT_FALSE(bare->ModifyErrorMsg(1, "x", CMessageHandler::GROUP_LOCAL));
