@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include "enginefw/threadable.h"
 
 namespace eftest {
@@ -88,6 +90,33 @@ private:
     bool mHoldFinish = false;
     unsigned int mExitCode = 0;
     std::vector<std::string> mEvents;
+};
+
+// Ignores Stop and never ends by itself. Entered() tells when ThreadFunc runs:
+// a Stop that comes before that point makes the thread skip ThreadFunc, which
+// is a clean stop, not the case under test. Once in pause() the thread touches
+// no member again, so the base destructor alone may end it.
+class Stubborn : public Threadable {
+public:
+    unsigned int ThreadFunc() override {
+        {
+            std::lock_guard<std::mutex> lock(mMutex);
+            mEntered = true;
+        }
+        mChanged.notify_all();
+        for (;;) {
+            pause();
+        }
+    }
+    bool Entered() {
+        std::unique_lock<std::mutex> lock(mMutex);
+        return mChanged.wait_for(lock, eftest::kBound, [this] { return mEntered; });
+    }
+
+private:
+    std::mutex mMutex;
+    std::condition_variable mChanged;
+    bool mEntered = false;
 };
 
 }  // namespace eftest

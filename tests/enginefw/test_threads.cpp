@@ -107,38 +107,12 @@ TEST(Threadable, FailedThreadCreationStillReturnsTrue) {
     EXPECT_TRUE(worker.WaitForRuns(1));
 }
 
-// Ignores Stop and never ends by itself. Entered() tells when ThreadFunc runs:
-// a Stop that comes before that point makes the thread skip ThreadFunc, which
-// is a clean stop, not the case under test. Once in pause() the thread touches
-// no member again, so the base destructor alone may end it.
-class Stubborn : public Threadable {
-public:
-    unsigned int ThreadFunc() override {
-        {
-            std::lock_guard<std::mutex> lock(mMutex);
-            mEntered = true;
-        }
-        mChanged.notify_all();
-        for (;;) {
-            pause();
-        }
-    }
-    bool Entered() {
-        std::unique_lock<std::mutex> lock(mMutex);
-        return mChanged.wait_for(lock, eftest::kBound, [this] { return mEntered; });
-    }
-
-private:
-    std::mutex mMutex;
-    std::condition_variable mChanged;
-    bool mEntered = false;
-};
 
 TEST(ThreadableDeathTest, KillAfterTheLimitSendsSignalNine) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
-            Stubborn stubborn;
+            eftest::Stubborn stubborn;
             stubborn.Start();
             if (!stubborn.Entered()) {
                 std::_Exit(3);
