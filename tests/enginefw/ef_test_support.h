@@ -2,6 +2,12 @@
 // of what the framework writes to std::cout, std::cerr and file descriptor 1.
 #pragma once
 
+#include <cstdlib>
+
+#include <unistd.h>
+
+#include <cstdio>
+
 #include <atomic>
 #include <cstdint>
 #include <ctime>
@@ -43,6 +49,29 @@ private:
         return 0;
     }
     HiResClockSource mPrevious;
+};
+
+// An empty temporary file for log output, removed when the object goes.
+class TempLogFile {
+public:
+    explicit TempLogFile(const std::string& prefix) {
+        std::string pattern = "/tmp/" + prefix + "XXXXXX";
+        const int fd = mkstemp(&pattern[0]);
+        if (fd >= 0) {
+            close(fd);
+            path_ = pattern;
+        }
+    }
+    ~TempLogFile() {
+        if (!path_.empty()) std::remove(path_.c_str());
+    }
+    TempLogFile(const TempLogFile&) = delete;
+    TempLogFile& operator=(const TempLogFile&) = delete;
+    bool Ok() const { return !path_.empty(); }
+    const std::string& Path() const { return path_; }
+
+private:
+    std::string path_;
 };
 
 // Swaps the buffer of a standard stream for a string buffer while it lives.

@@ -234,11 +234,9 @@ TEST(CMessageHandler, StatusAndProgressObjects) {
     EXPECT_EQ(dynamic_cast<CConsoleProgressMsg*>(h100->GetProgressMsg()), nullptr) << "progress stays";
 
     // Notices reach only the console form, never the log file.
-    char path[] = "/tmp/ef_notify_XXXXXX";
-    const int fd = mkstemp(path);
-    ASSERT_GE(fd, 0);
-    close(fd);
-    std::ofstream log(path, std::ios::trunc);
+    eftest::TempLogFile file("ef_notify_");
+    ASSERT_TRUE(file.Ok());
+    std::ofstream log(file.Path(), std::ios::trunc);
     CTheMsgHnd::SetLogFileStream(&log);
     {
         eftest::StreamCapture out(std::cout);
@@ -248,19 +246,16 @@ TEST(CMessageHandler, StatusAndProgressObjects) {
     }
     CTheMsgHnd::SetLogFileStream(nullptr);
     log.close();
-    std::ifstream in(path);
+    std::ifstream in(file.Path());
     std::stringstream content;
     content << in.rdbuf();
-    std::remove(path);
     EXPECT_EQ(content.str(), "");
 }
 
 TEST(CMessageHandler, OutputMessageHandlerWritesConsoleAndLog) {
-    char path[] = "/tmp/ef_output_XXXXXX";
-    const int fd = mkstemp(path);
-    ASSERT_GE(fd, 0);
-    close(fd);
-    std::ofstream log(path, std::ios::trunc);
+    eftest::TempLogFile file("ef_output_");
+    ASSERT_TRUE(file.Ok());
+    std::ofstream log(file.Path(), std::ios::trunc);
     const std::string longText(1500, 'y');
     std::string console;
     {
@@ -273,10 +268,9 @@ TEST(CMessageHandler, OutputMessageHandlerWritesConsoleAndLog) {
         console = out.Text();
     }
     log.close();
-    std::ifstream in(path);
+    std::ifstream in(file.Path());
     std::stringstream content;
     content << in.rdbuf();
-    std::remove(path);
     const std::string cut = longText.substr(0, 1023) + "\n";
     EXPECT_EQ(console, "value 42\n" + cut);
     EXPECT_EQ(content.str(), cut);

@@ -268,11 +268,9 @@ TEST(CConsoleStatusMsg, DisabledLevelPrintsNothing) {
 }
 
 TEST(CLogFileStatusMsg, TwoArgumentFormAlsoWritesTheLogFile) {
-    char path[] = "/tmp/ef_status_XXXXXX";
-    const int fd = mkstemp(path);
-    ASSERT_GE(fd, 0);
-    close(fd);
-    std::ofstream log(path, std::ios::trunc);
+    eftest::TempLogFile file("ef_status_");
+    ASSERT_TRUE(file.Ok());
+    std::ofstream log(file.Path(), std::ios::trunc);
     CTheMsgHnd::SetLogFileStream(&log);
     {
         eftest::StreamCapture out(std::cout);
@@ -288,10 +286,9 @@ TEST(CLogFileStatusMsg, TwoArgumentFormAlsoWritesTheLogFile) {
     }
     CTheMsgHnd::SetLogFileStream(nullptr);
     log.close();
-    std::ifstream in(path);
+    std::ifstream in(file.Path());
     std::stringstream content;
     content << in.rdbuf();
-    std::remove(path);
     EXPECT_EQ(content.str(),
               kRule + "\nWARNING: warm\n" + kRule + "\n" + kRule + "\nERROR: broken\n" + kRule + "\ninfo\n");
 }
