@@ -13,27 +13,23 @@
 #define RESULT_SENTRY(var) CT_SENTRY_RET(kGroupCommstest, INTF_FILE, int, var)
 #define MAC_ARGS(m) (m).bytes[0], (m).bytes[1], (m).bytes[2], (m).bytes[3], (m).bytes[4], (m).bytes[5]
 
-namespace {
+// The bodies of the eight MIB wrappers. Macros rather than functions, so
+// that the sentry and the trace lines name the exported wrapper itself.
+#define MIB_UINT_BODY(psid, value, ...)                                          \
+    int32_t result = 0;                                                              \
+    RESULT_SENTRY(result);                                                           \
+    result = commstest_get_mib_uint(psid, value, std::vector<unsigned char>{__VA_ARGS__}); \
+    T("%s() -> %d", __func__, result);                                               \
+    if ((value) != nullptr) T("... aValue:%" PRIu64 " (0x%" PRIx64 ")", *(value), *(value)); \
+    return result
 
-int32_t MibUint(const char* name, uint16_t psid, std::vector<unsigned char> indices, uint64_t* value) {
-    int32_t result = 0;
-    RESULT_SENTRY(result);
-    result = commstest_get_mib_uint(psid, value, std::move(indices));
-    T("%s() -> %d", name, result);
-    if (value != nullptr) T("... aValue:%" PRIu64 " (0x%" PRIx64 ")", *value, *value);
-    return result;
-}
-
-int32_t MibString(const char* name, uint16_t psid, std::vector<unsigned char> indices, char* buffer, size_t length) {
-    int32_t result = 0;
-    RESULT_SENTRY(result);
-    result = commstest_get_mib_string(psid, buffer, length, std::move(indices));
-    T("%s() -> %d", name, result);
-    if (buffer != nullptr) T("... %s", buffer);
-    return result;
-}
-
-}  // namespace
+#define MIB_STRING_BODY(psid, buffer, length, ...)                                          \
+    int32_t result = 0;                                                                         \
+    RESULT_SENTRY(result);                                                                      \
+    result = commstest_get_mib_string(psid, buffer, length, std::vector<unsigned char>{__VA_ARGS__}); \
+    T("%s() -> %d", __func__, result);                                                          \
+    if ((buffer) != nullptr) T("... %s", buffer);                                               \
+    return result
 
 extern "C" {
 
@@ -278,43 +274,43 @@ WLBT_API int32_t wlan_rx_stop(void) {
 
 WLBT_API int32_t wlan_get_mib_uint(uint16_t psid, uint64_t* value) {
     T("%s() psid: %d", __func__, psid);
-    return MibUint(__func__, psid, {}, value);
+    MIB_UINT_BODY(psid, value);
 }
 
 WLBT_API int32_t wlan_get_mib_uint1(uint16_t psid, uint8_t i1, uint64_t* value) {
     T("%s() psid: %d.%d", __func__, psid, i1);
-    return MibUint(__func__, psid, {i1}, value);
+    MIB_UINT_BODY(psid, value, i1);
 }
 
 WLBT_API int32_t wlan_get_mib_uint2(uint16_t psid, uint8_t i1, uint8_t i2, uint64_t* value) {
     T("%s() psid: %d.%d.%d", __func__, psid, i1, i2);
-    return MibUint(__func__, psid, {i1, i2}, value);
+    MIB_UINT_BODY(psid, value, i1, i2);
 }
 
 WLBT_API int32_t wlan_get_mib_uint3(uint16_t psid, uint8_t i1, uint8_t i2, uint8_t i3, uint64_t* value) {
     T("%s() psid: %d.%d.%d.%d", __func__, psid, i1, i2, i3);
-    return MibUint(__func__, psid, {i1, i2, i3}, value);
+    MIB_UINT_BODY(psid, value, i1, i2, i3);
 }
 
 WLBT_API int32_t wlan_get_mib_string(uint16_t psid, char* buffer, size_t length) {
     T("%s() psid: %d", __func__, psid);
-    return MibString(__func__, psid, {}, buffer, length);
+    MIB_STRING_BODY(psid, buffer, length);
 }
 
 WLBT_API int32_t wlan_get_mib_string1(uint16_t psid, uint8_t i1, char* buffer, size_t length) {
     T("%s() psid: %d.%d", __func__, psid, i1);
-    return MibString(__func__, psid, {i1}, buffer, length);
+    MIB_STRING_BODY(psid, buffer, length, i1);
 }
 
 WLBT_API int32_t wlan_get_mib_string2(uint16_t psid, uint8_t i1, uint8_t i2, char* buffer, size_t length) {
     T("%s() psid: %d.%d.%d", __func__, psid, i1, i2);
-    return MibString(__func__, psid, {i1, i2}, buffer, length);
+    MIB_STRING_BODY(psid, buffer, length, i1, i2);
 }
 
 WLBT_API int32_t wlan_get_mib_string3(uint16_t psid, uint8_t i1, uint8_t i2, uint8_t i3, char* buffer,
                                       size_t length) {
     T("%s() psid: %d.%d.%d.%d", __func__, psid, i1, i2, i3);
-    return MibString(__func__, psid, {i1, i2, i3}, buffer, length);
+    MIB_STRING_BODY(psid, buffer, length, i1, i2, i3);
 }
 
 }  // extern "C"

@@ -23,36 +23,42 @@ namespace {
 constexpr unsigned long kFilterIoctl = 0x40047502UL;
 constexpr size_t kReadSize = 4096;
 
-std::string formatHexByte(unsigned char byte) {
+}  // namespace
+
+// File-local functions are static rather than in an unnamed namespace, so
+// that their sentries name them plainly ("-> WaitFor").
+static std::string formatHexByte(unsigned char byte) {
+    WLC_SENTRY();
     char text[4];
     std::snprintf(text, sizeof text, " %02x", byte);
     return text;
 }
 
-std::string HexText(const unsigned char* bytes, size_t length) {
+static std::string HexText(const unsigned char* bytes, size_t length) {
     std::string text;
     text.reserve(length * 3);
     for (size_t i = 0; i < length; ++i) text += formatHexByte(bytes[i]);
     return text;
 }
 
-void DumpRequest(uint8_t* bytes, size_t length) {
+static void DumpRequest(uint8_t* bytes, size_t length) {
     WLC_SENTRY();
     if (CTheMsgHnd::IsDebugEngineRunning()) WLC_TRACE("Request:  %s", HexText(bytes, length).c_str());
 }
 
-void CopyMacAddress(uint8_t* buffer, size_t offset, const CommstestMacAddress& address) {
+static void CopyMacAddress(uint8_t* buffer, size_t offset, const CommstestMacAddress& address) {
+    WLC_SENTRY();
     std::memcpy(buffer + offset, address.bytes, sizeof address.bytes);
 }
 
-std::vector<unsigned char> NewSignal(TavoSignalId id, size_t size) {
+static std::vector<unsigned char> NewSignal(TavoSignalId id, size_t size) {
     std::vector<unsigned char> signal(size, 0);
     PutU16(signal, 0, id);
     PutU16(signal, 4, kClientSenderId);
     return signal;
 }
 
-void ThrowErrorIfFailure(TavoResultCode code) {
+static void ThrowErrorIfFailure(TavoResultCode code) {
     WLC_SENTRY();
     switch (code) {
         case 0:
@@ -87,7 +93,7 @@ void ThrowErrorIfFailure(TavoResultCode code) {
 
 // Waits for the confirm `id`, dropping every other frame. Each wait for a
 // frame has its own 2 seconds, so unrelated traffic postpones the time-out.
-UdiPayload WaitFor(int fd, TavoSignalId id) {
+static UdiPayload WaitFor(int fd, TavoSignalId id) {
     WLC_SENTRY();
     for (;;) {
         fd_set set;
@@ -115,12 +121,12 @@ UdiPayload WaitFor(int fd, TavoSignalId id) {
 
 // The result code of a confirm; a confirm too short to hold one is a
 // protocol failure rather than a silent success.
-TavoResultCode ResultCode(const UdiPayload& payload) {
+static TavoResultCode ResultCode(const UdiPayload& payload) {
     if (payload.signal.size() < 12) throw CCommstestError("Insufficient data in response", COMMSTEST_PROTOCOL);
     return GetU16(payload.signal, 10);
 }
 
-UdiPayload Exchange(int fd, std::vector<unsigned char>& request, TavoSignalId confirm) {
+static UdiPayload Exchange(int fd, std::vector<unsigned char>& request, TavoSignalId confirm) {
     DumpRequest(request.data(), request.size());
     // A failed or short write shows up as the time-out of the wait.
     const ssize_t written = write(fd, request.data(), request.size());
@@ -130,7 +136,7 @@ UdiPayload Exchange(int fd, std::vector<unsigned char>& request, TavoSignalId co
     return payload;
 }
 
-std::vector<unsigned char> GetMibData(int fd, uint16_t psid, std::vector<unsigned char> indices) {
+static std::vector<unsigned char> GetMibData(int fd, uint16_t psid, std::vector<unsigned char> indices) {
     WLC_SENTRY();
     std::vector<unsigned char> request = NewSignal(MIB_GET_REQ, 24);
     const size_t count = indices.size();
@@ -163,7 +169,6 @@ std::vector<unsigned char> GetMibData(int fd, uint16_t psid, std::vector<unsigne
     return std::vector<unsigned char>(payload.bulk.begin() + static_cast<std::ptrdiff_t>(valueStart), payload.bulk.end());
 }
 
-}  // namespace
 
 WlanLiteClientPrivateInternals::WlanLiteClientPrivateInternals() : m_fd(-1) {
     WLC_SENTRY();

@@ -47,7 +47,9 @@ void CDebugHandler::ProcessDebugOptions(std::string statement, bool fromCommandL
     } else {
         ProcessDebugLogFileRequest();
         handler->SendAllNonDebugOutputToLogFile();
-        if (storedsettings::GetString(kDebugGroup, kDebugLevelKey, statement) != 0) {
+        // Absent and empty alike leave every trace point dormant: an empty
+        // statement would parse, and switch the engine on with no level set.
+        if (storedsettings::GetString(kDebugGroup, kDebugLevelKey, statement) != 0 || statement.empty()) {
             return;
         }
     }
@@ -145,12 +147,12 @@ std::string CDebugHandler::GetErrMsg(std::string error) {
 std::string CDebugHandler::DebugHelpMsgBuilder(std::string text) {
     std::string out;
     bool first = true;
-    auto emit = [&out, &first](const std::string& piece) {
+    auto emit = [&out, &first](const std::string& piece, bool lineFeed) {
         if (!first) {
             out.append(kLaterLineIndent, ' ');
         }
         out += piece;
-        out += '\n';
+        if (lineFeed) out += '\n';
         first = false;
     };
     for (;;) {
@@ -160,13 +162,15 @@ std::string CDebugHandler::DebugHelpMsgBuilder(std::string text) {
         }
         const size_t blank = text.rfind(' ', limit);
         if (blank == std::string::npos) {
-            emit(text.substr(0, limit));
+            emit(text.substr(0, limit), true);
             text.erase(0, limit);
         } else {
-            emit(text.substr(0, blank));
+            emit(text.substr(0, blank), true);
             text.erase(0, blank + 1);
         }
     }
-    emit(text);
+    // The last piece is indented like the others but ends the text: no
+    // line feed of its own.
+    emit(text, false);
     return out;
 }

@@ -67,12 +67,16 @@ std::string FormatMessage(const char* format, va_list args) {
             message = buffer;
             break;
         }
+        // At the limit (or out of memory) the line is printed cut where the
+        // buffer ends, rather than dropped.
         if (size >= kMaxFormatBuffer) {
-            break;  // nothing printable
+            message = buffer;
+            break;
         }
         size *= 2;
         char* const grown = static_cast<char*>(std::realloc(heap, size));
         if (grown == nullptr) {
+            message = buffer;
             break;
         }
         heap = grown;

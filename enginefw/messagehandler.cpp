@@ -154,6 +154,10 @@ void CMessageHandler::OutputMessageHandler(const char* format, ...) {
     va_start(args, format);
     std::vsnprintf(text, sizeof text, format, args);
     va_end(args);
+    // The streams are the ones debug and status lines go to as well; every
+    // write to a stream goes under the queue lock, so two threads never
+    // write one stream at once. Order: this private lock, then the queue's.
+    CriticalSectionLock streams(QueueLock());
     std::cout << text << std::endl;
     if (std::ofstream* const log = CTheMsgHnd::GetLogFileStream()) {
         *log << text << std::endl;
@@ -195,15 +199,14 @@ bool CMessageHandler::IsDebugLevelEnabled(DebugLevels level, GroupEnum group) {
 }
 
 void CMessageHandler::NewDebugObject(std::ostream* stream, GroupEnum group) {
-    const bool inMap = CTheMsgHnd::ForEachSelectedHandler(this, group, true, true, [&](CMessageHandler* handler) {
+    CTheMsgHnd::ForEachSelectedHandler(this, group, true, true, [&](CMessageHandler* handler) {
         CriticalSectionLock lock(QueueLock());
         auto* fresh = new CDebugMsg(stream);
         fresh->InheritLevels(handler->mpDebug);
         Replace(handler->mpDebug, fresh);
     });
-    if (inMap) {
-        CTheMsgHnd::SetDebugActivated();
-    }
+    // Activated whether or not a handler was selected.
+    CTheMsgHnd::SetDebugActivated();
 }
 
 void CMessageHandler::SendDebugOutputToTheConsole() { NewDebugObject(&std::cerr, GROUP_ALL); }

@@ -27,7 +27,9 @@ bool EqualNoCase(const std::string& a, const std::string& b) {
 }  // namespace
 
 CMultiListParser::CMultiListParser() {
-    CTheMsgHnd::GetAppropriateHandler(CMessageHandler::GROUP_UTILITY, __PRETTY_FUNCTION__, true);
+    // Registers the class under "Utility" and traces through that handler.
+    CDebugSentry sentry(CTheMsgHnd::GetAppropriateHandler(CMessageHandler::GROUP_UTILITY, __PRETTY_FUNCTION__, true),
+                        __LINE__, kFile, __PRETTY_FUNCTION__);
 }
 
 bool CMultiListParser::AddSynonym(const std::string& synonym, const std::string& replacement) {
@@ -39,12 +41,9 @@ bool CMultiListParser::AddSynonym(const std::string& synonym, const std::string&
 }
 
 std::string CMultiListParser::GetSynonym(const std::string& statement) {
-    std::string result;
-    CDebugSentryWithReturn<std::string> sentry(Handler(__PRETTY_FUNCTION__), __LINE__, kFile, __PRETTY_FUNCTION__,
-                                               &result);
+    CDebugSentry sentry(Handler(__PRETTY_FUNCTION__), __LINE__, kFile, __PRETTY_FUNCTION__);
     const auto found = mSynonyms.find(statement);
-    result = found != mSynonyms.end() ? found->second : statement;
-    return result;
+    return found != mSynonyms.end() ? found->second : statement;
 }
 
 bool CMultiListParser::ParseStatement(const std::string& statementIn, ResultType& result) {
@@ -178,9 +177,6 @@ bool CMultiListParser::IsPresentInCollection(const std::string& text, const Stri
 }
 
 std::string CMultiListParser::GetLastError() {
-    std::string error;
-    CDebugSentryWithReturn<std::string> sentry(Handler(__PRETTY_FUNCTION__), __LINE__, kFile, __PRETTY_FUNCTION__,
-                                               &error);
-    error = mLastError;
-    return error;
+    CDebugSentry sentry(Handler(__PRETTY_FUNCTION__), __LINE__, kFile, __PRETTY_FUNCTION__);
+    return mLastError;
 }

@@ -49,8 +49,9 @@ public:
     void _locked_setItem(Item& item) {
         item.set = 1;
         anySet = 1;
-        // One waiter per box: a signal, not a broadcast.
-        check(pthread_cond_signal(&condition), "SignalBox::SignalBoxData::_locked_setItem() - Failed to set condition");
+        // A broadcast: a box is meant for one waiter, but if two ever wait,
+        // a signal could wake the one that goes on waiting.
+        check(pthread_cond_broadcast(&condition), "SignalBox::SignalBoxData::_locked_setItem() - Failed to set condition");
     }
 
     bool _locked_unsetItem(Item& item) {

@@ -12,6 +12,8 @@
 namespace {
 enum : unsigned int { kStopped = 0, kStarting = 1, kRunning = 2 };
 
+std::atomic<unsigned long> gForcedKills{0};
+
 void check(int rc, const char* text) {
     if (rc != 0) {
         fatal_error(text, rc);
@@ -52,7 +54,8 @@ void* Threadable::ThreadData::__ThreadFunker(void* arg) {
 
     check(pthread_mutex_lock(&data->mutex), "Threadable::ThreadData::__ThreadFunker - mutex lock");
     data->state = kRunning;
-    check(pthread_cond_signal(&data->condition), "Threadable::ThreadData::__ThreadFunker - cond signal");
+    // A broadcast: a Start and a WaitForStop or Kill may wait at once.
+    check(pthread_cond_broadcast(&data->condition), "Threadable::ThreadData::__ThreadFunker - cond signal");
     check(pthread_mutex_unlock(&data->mutex), "Threadable::ThreadData::__ThreadFunker - mutex unlock");
 
     // After the cleanup handler has run, the object may already be gone: the
@@ -72,7 +75,7 @@ void Threadable::ThreadData::__ThreadCleanup(void* arg) {
     check(pthread_mutex_lock(&data->mutex), "Threadable::ThreadData::__ThreadCleanup - mutex lock");
     data->keepGoing = false;
     data->state = kStopped;
-    check(pthread_cond_signal(&data->condition), "Threadable::ThreadData::__ThreadCleanup - cond signal");
+    check(pthread_cond_broadcast(&data->condition), "Threadable::ThreadData::__ThreadCleanup - cond signal");
     check(pthread_mutex_unlock(&data->mutex), "Threadable::ThreadData::__ThreadCleanup - mutex unlock");
 }
 
@@ -181,8 +184,13 @@ bool Threadable::WaitForStop(unsigned int ms) {
 void Threadable::Kill(unsigned int ms) {
     Stop();
     check(pthread_mutex_lock(&mData->mutex), "Threadable::Kill - pthread_mutex_lock");
-    const bool stopped = mData->_WaitForStop(ms);
+    // The time-out and the thread's own end can meet: the state, read under
+    // the lock the thread's cleanup takes, has the last word. While it is not
+    // stopped the thread cannot have ended (its cleanup needs this lock), so
+    // the signal never reaches a thread that is gone.
+    const bool stopped = mData->_WaitForStop(ms) || mData->state == kStopped;
     if (!stopped) {
+        gForcedKills.fetch_add(1);
         check(pthread_kill(mData->thread, 9), "Threadable::Kill - pthread_kill");
     }
     check(pthread_mutex_unlock(&mData->mutex), "Threadable::Kill - pthread_mutex_unlock");
@@ -191,5 +199,7 @@ void Threadable::Kill(unsigned int ms) {
         pthread_exit(nullptr);
     }
 }
+
+unsigned long Threadable::ForcedKills() { return gForcedKills.load(); }
 
 unsigned int Threadable::GetExitCode() const { return mData->exitCode.load(std::memory_order_relaxed); }

@@ -6,8 +6,10 @@
 // woken by the derived class's own Stop() override.
 //
 // Kill(ms) stops and waits; if the thread has not ended in time it is sent
-// signal 9 and the calling thread itself ends through pthread_exit. The
-// destructor is Kill(1000). A derived class must stop its thread in its own
+// signal 9 and the calling thread itself ends through pthread_exit. Signal 9
+// ends the whole process, not one thread: every thread of the library must
+// stop well within its owner's Kill time, and ForcedKills() lets the tests
+// count that it never comes to this. The destructor is Kill(1000). A derived class must stop its thread in its own
 // destructor, because ThreadFunc() is gone by the time this base is destroyed.
 //
 // Start() returns true even when the thread could not be created (IsActive()
@@ -36,6 +38,8 @@ public:
     void Kill(unsigned int ms);
     // Read without a lock; meaningful once the thread has stopped.
     unsigned int GetExitCode() const;
+    // How many times any Kill has had to send signal 9, process-wide.
+    static unsigned long ForcedKills();
 
     // Thread priorities are not changed on this platform; callers state intent.
     void LowPriority() {}

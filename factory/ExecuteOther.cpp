@@ -28,19 +28,12 @@ void CCommandHandler::BuildScanResultString(const char* /*command*/, int type, C
         std::memcpy(out, "NG", 3);
         return;
     }
-    // Bounded by the result buffer: an entry that would not fit ends the text.
-    size_t length = 0;
-    auto append = [&](const char* text) {
-        const size_t n = std::strlen(text);
-        if (length + n >= kResultSize) return false;
-        std::memcpy(out + length, text, n);
-        length += n;
-        return true;
-    };
-    append("OK:");
-    bool room = true;
-    for (int written = 0; room; ++written) {
-        if (written == 10) break;  // an eleventh node stays in the list
+    // Bounded by the result buffer: an entry goes in whole or not at all, so
+    // the text always ends in a whole "name,number". The first entry that
+    // does not fit ends the text.
+    std::memcpy(out, "OK:", 3);
+    size_t length = 3;
+    for (int written = 0; written < 10; ++written) {  // an eleventh node stays in the list
         SCAN_INFO_NODE* node = list.Pop();
         if (node == nullptr) break;
         int number = 0;
@@ -55,8 +48,20 @@ void CCommandHandler::BuildScanResultString(const char* /*command*/, int type, C
         }
         char digits[16];
         num2str(number, digits);
-        room = append(name) && append(",") && append(digits) && append(";");
+        const size_t nameLength = strnlen(name, sizeof node->name);
+        const size_t entry = nameLength + 1 + std::strlen(digits) + 1;
+        // The last separator is dropped at the end, which leaves room for the NUL.
+        const bool fits = length + entry <= kResultSize;
+        if (fits) {
+            std::memcpy(out + length, name, nameLength);
+            length += nameLength;
+            out[length++] = ',';
+            std::memcpy(out + length, digits, std::strlen(digits));
+            length += std::strlen(digits);
+            out[length++] = ';';
+        }
         delete node;
+        if (!fits) break;
     }
     // Drop the last separator.
     if (length > 3 && out[length - 1] == ';') --length;
