@@ -173,7 +173,9 @@ void CCommandHandler::StartTimer(int /*timeout*/) {}
 void* CCommandHandler::CommandHandler_Thread(void* arg) {
     auto* info = static_cast<THREAD_INFO*>(arg);
     auto* handler = static_cast<CCommandHandler*>(info->thread_arg);
-    signal(SIGSEGV, factory_thread_kill_handler);
+    // The stop handler is not installed here: factory_thread_kill puts it
+    // in place for the moment of a stop, so that a command never changes
+    // the host process's own SIGSEGV handling.
 
     const int app = handler->GetAppID();
     const char* command = handler->GetCopiedCmd();

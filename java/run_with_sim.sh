@@ -13,7 +13,7 @@ pid=$!
 cleanup() {
   kill "$pid" 2>/dev/null || true
   wait "$pid" 2>/dev/null || true
-  rm -rf "$root" "$root.env"
+  rm -rf "$root" "$root.env" "$root.out"
 }
 trap cleanup EXIT
 
@@ -26,7 +26,15 @@ done
 grep -q '^export PATH=' "$root.env" || { echo "tavo-sim did not start" >&2; exit 1; }
 eval "$(cat "$root.env")"
 
-"$java" -Djava.library.path="$libdir" -cp "$classpath" "$main"
+# -Xcheck:jni also makes the JVM check, now and then, that nobody replaced
+# its signal handlers; the library must never have done so.
+"$java" -Xcheck:jni -Djava.library.path="$libdir" -cp "$classpath" "$main" 2>&1 | tee "$root.out"
+[ "${PIPESTATUS[0]}" -eq 0 ] || exit 1
+if grep -q 'handler modified\|Handler was modified' "$root.out"; then
+  echo "FAIL the JVM reports a replaced signal handler" >&2
+  exit 1
+fi
+echo "ok   no replaced signal handler reported"
 
 # What the firmware must have seen of the test's receive and transmit.
 log=$root/sim/log

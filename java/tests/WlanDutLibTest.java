@@ -19,6 +19,22 @@ public class WlanDutLibTest {
         }
     }
 
+    // A million calls, one in a thousand on a null reference; returns the
+    // number of NullPointerExceptions caught.
+    private static int npeLoop() {
+        int caught = 0;
+        String present = "x";
+        for (int i = 0; i < 1000000; i++) {
+            String s = (i % 1000 == 0) ? null : present;
+            try {
+                if (s.length() != 1) caught -= 1000000;
+            } catch (NullPointerException e) {
+                caught++;
+            }
+        }
+        return caught;
+    }
+
     public static void main(String[] args) {
         WlanDutLib lib = new WlanDutLib();
 
@@ -70,8 +86,14 @@ public class WlanDutLibTest {
         check("stopRx()", 0, lib.stopRx());
         check("closeDut()", 0, lib.closeDut());
 
+        // The JVM turns SIGSEGV into NullPointerExceptions; after the
+        // library's commands and stops that must still work, in a loop long
+        // enough for the JVM's own signal-handler checks (-Xcheck:jni) to run.
+        check("NullPointerExceptions caught after the commands", 1000, npeLoop());
+
         check("closeTestMode()", 0, lib.closeTestMode());
         check("closeTestMode() again", 6, lib.closeTestMode());
+        check("NullPointerExceptions caught after closing", 1000, npeLoop());
 
         System.out.println(passed + " passed, " + failed + " failed");
         System.exit(failed == 0 ? 0 : 1);
