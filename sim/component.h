@@ -5,6 +5,8 @@
 // when it stops.
 #pragma once
 
+#include <functional>
+
 #include "sim/firmware_state.h"
 #include "sim/sim_log.h"
 #include "sim/tree.h"
@@ -16,6 +18,11 @@ struct SimContext {
     const Tree& tree;
     SimLog& log;
     const FirmwareState& firmware;  // e.g. answer only while IsTestFirmware(Status().running)
+    // Acts on every control write made so far (Simulator::SettleReloads):
+    // a part that answers requests calls it first, so that a reload the
+    // host triggered before its request is never answered from before it.
+    // Not from OnFirmwareRestart.
+    std::function<void()> settleReloads;
 };
 
 class Component {

@@ -45,8 +45,17 @@ void FileWatcher::Run() {
         }
         if (fds[1].revents != 0) return;
         if (fds[0].revents & (POLLERR | POLLHUP | POLLNVAL)) return;
-        if ((fds[0].revents & POLLIN) && !Drain()) return;
+        if ((fds[0].revents & POLLIN) != 0) {
+            std::lock_guard<std::mutex> lock(drain_);
+            if (!Drain()) return;
+        }
     }
+}
+
+void FileWatcher::DrainPending() {
+    std::lock_guard<std::mutex> lock(drain_);
+    // A broken queue ends the thread's loop; here there is nothing more to report.
+    static_cast<void>(Drain());
 }
 
 bool FileWatcher::Drain() {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <functional>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -28,15 +29,25 @@ public:
     FileWatcher(const FileWatcher&) = delete;
     FileWatcher& operator=(const FileWatcher&) = delete;
 
+    // Reports, on the caller's thread, every event the kernel has queued so
+    // far, and returns once each of them has been handled, also when the
+    // watcher thread had already taken them up. A file closed before the
+    // call is always reported by the time it returns. Must not be called
+    // from the callback.
+    void DrainPending();
+
 private:
     void Run();
-    // Returns false when the thread must end.
+    // Returns false when the thread must end. Called with drain_ held.
     bool Drain();
 
     UniqueFd inotify_;
     UniqueFd stop_;  // eventfd: readable once the owner wants the thread gone
     std::vector<int> watches_;
     Callback callback_;
+    // Held from reading events to the end of their callbacks, so that no
+    // caller of DrainPending returns while an event read is still unhandled.
+    std::mutex drain_;
     std::thread thread_;
 };
 

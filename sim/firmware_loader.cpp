@@ -46,6 +46,10 @@ void FirmwareLoader::Stop() {
     watcher_.reset();
 }
 
+void FirmwareLoader::CatchUp() {
+    if (watcher_) watcher_->DrainPending();
+}
+
 bool FirmwareLoader::IsCrashValue(const std::string& text) {
     const std::string value = TrimRight(text);
     if (value.empty() || value[0] == '-' || value[0] == ' ' || value[0] == '+') return false;

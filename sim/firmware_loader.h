@@ -8,7 +8,8 @@
 // The writes are seen when the writer closes the file, so a value that is
 // overwritten again before the watcher thread reads it is not acted on;
 // the library's shell commands each run to the end before the next starts,
-// which leaves plenty of room.
+// which leaves plenty of room. CatchUp acts at once on every write closed
+// so far, for a chip part that must not answer from before a reload.
 #pragma once
 
 #include <functional>
@@ -37,6 +38,10 @@ public:
     void Start();
     // Stops watching; no listener call runs after it returns. Idempotent.
     void Stop();
+    // Acts on every write closed before the call, on the caller's thread:
+    // the reloads they trigger are done when it returns. Not concurrently
+    // with Start or Stop, and not from the listener.
+    void CatchUp();
 
     // The value that crashes the Bluetooth service on purpose.
     static bool IsCrashValue(const std::string& text);

@@ -34,17 +34,21 @@ void Simulator::Start() {
             SaveAccessPointsLocked();
         }
         log_.Write("simulator: started on " + Root());
-        context_ = std::make_unique<SimContext>(SimContext{tree_, log_, firmware_});
+        context_ = std::make_unique<SimContext>(SimContext{tree_, log_, firmware_, [this] { SettleReloads(); }});
         for (; started < components_.size(); ++started) {
             components_[started]->Start(*context_);
             log_.Write(std::string("simulator: ") + components_[started]->Name() + " started");
         }
         // Watching starts last, so that reloads reach only started components.
+        std::lock_guard<std::mutex> loaderLock(loaderMutex_);
         loader_ = std::make_unique<FirmwareLoader>(tree_, log_, firmware_,
                                                    [this](const FirmwareRestart& event) { OnFirmwareRestart(event); });
         loader_->Start();
     } catch (...) {
-        loader_.reset();
+        {
+            std::lock_guard<std::mutex> loaderLock(loaderMutex_);
+            loader_.reset();
+        }
         StopComponents(started);
         context_.reset();
         {
@@ -62,7 +66,12 @@ void Simulator::Stop() {
     std::lock_guard<std::mutex> lock(stateMutex_);
     if (!running_) return;
     // The watcher first: no reload reaches a component that is stopping.
-    loader_.reset();
+    // Its lock is let go before the components stop: a component thread
+    // waiting in SettleReloads must get through to let its Stop end.
+    {
+        std::lock_guard<std::mutex> loaderLock(loaderMutex_);
+        loader_.reset();
+    }
     StopComponents(components_.size());
     context_.reset();
     {
@@ -114,6 +123,11 @@ bool Simulator::WaitForFirmware(const std::string& variant, std::chrono::millise
 
 bool Simulator::WaitForSwitches(unsigned count, std::chrono::milliseconds limit) const {
     return firmware_.WaitFor([&](const FirmwareStatus& s) { return s.switches >= count; }, limit);
+}
+
+void Simulator::SettleReloads() {
+    std::lock_guard<std::mutex> lock(loaderMutex_);
+    if (loader_) loader_->CatchUp();
 }
 
 void Simulator::SetAccessPoints(const std::vector<AccessPoint>& aps) {

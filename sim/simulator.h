@@ -79,6 +79,11 @@ public:
     bool WaitForFirmware(const std::string& variant, std::chrono::milliseconds limit) const;
     // Waits until at least `count` reloads changed the variant since Start.
     bool WaitForSwitches(unsigned count, std::chrono::milliseconds limit) const;
+    // Acts at once on every write to the kernel parameters and the clock
+    // restart closed so far: a reload they trigger is done when it returns.
+    // The watcher would get there too, a moment later. Not from a
+    // component's OnFirmwareRestart.
+    void SettleReloads();
 
     // --- access points for the iw stand-in (root/sim/access_points) ---
     // Invalid access points are refused with std::invalid_argument.
@@ -97,6 +102,7 @@ private:
     FirmwareState firmware_;
     std::unique_ptr<SimContext> context_;
     std::vector<std::unique_ptr<Component>> components_;
+    std::mutex loaderMutex_;  // guards loader_ against SettleReloads from component threads
     std::unique_ptr<FirmwareLoader> loader_;
 
     mutable std::mutex apMutex_;  // taken after stateMutex_ when both are held

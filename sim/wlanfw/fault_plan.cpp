@@ -65,4 +65,30 @@ std::optional<MalformedFrame> FaultPlan::TakeMalformed() {
     return kind;
 }
 
+std::string FaultPlan::Distort(OutgoingSignal& confirm) {
+    std::string done;
+    const auto note = [&done](const std::string& what) { done += (done.empty() ? "" : ", ") + what; };
+    const std::uint16_t id = GetU16(confirm.signal, 0);
+    if (rxCountField_ && id == kRxReadCfm && confirm.bulk.size() >= 2) {
+        PutU16(confirm.bulk, 0, *rxCountField_);
+        note("count field " + std::to_string(*rxCountField_));
+    }
+    if (mibPsid_ && id == kMibGetCfm && confirm.bulk.size() >= 2) {
+        PutU16(confirm.bulk, 0, *mibPsid_);
+        note("psid " + std::to_string(*mibPsid_));
+    }
+    if (signalCut_) {
+        confirm.signal.resize(std::min(confirm.signal.size(), *signalCut_));
+        note("signal cut to " + std::to_string(confirm.signal.size()));
+        signalCut_.reset();
+    }
+    if (bulkCut_) {
+        confirm.bulk.resize(std::min(confirm.bulk.size(), *bulkCut_));
+        note("bulk cut to " + std::to_string(confirm.bulk.size()));
+        bulkCut_.reset();
+    }
+    confirm = WithBulk(std::move(confirm.signal), std::move(confirm.bulk));
+    return done;
+}
+
 }  // namespace tavo::sim::wlanfw

@@ -1,7 +1,8 @@
 // How a test wants the firmware to misbehave: silent (requests are read and
 // dropped), slow (each confirm waits), chatty (unrelated frames before each
-// confirm), a chosen result code for chosen requests, and broken frames in
-// place of confirms. Not locked: the owner serialises the calls.
+// confirm), a chosen result code for chosen requests, broken frames in
+// place of confirms, and confirms bent in a field or cut short. Not locked:
+// the owner serialises the calls.
 #pragma once
 
 #include <chrono>
@@ -9,6 +10,7 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "sim/wlanfw/udi_frame.h"
@@ -50,6 +52,17 @@ public:
     void SendMalformed(MalformedFrame kind);
     std::optional<MalformedFrame> TakeMalformed();
 
+    // The next confirm's signal, or its bulk, cut to at most `bytes`.
+    void CutNextSignal(std::size_t bytes) { signalCut_ = bytes; }
+    void CutNextBulk(std::size_t bytes) { bulkCut_ = bytes; }
+    // rx_read_cfm's counter count, or mib_get_cfm's psid, as given instead
+    // of the true one; nothing turns it off.
+    void SetRxCountField(std::optional<std::uint16_t> count) { rxCountField_ = count; }
+    void SetMibPsid(std::optional<std::uint16_t> psid) { mibPsid_ = psid; }
+    // Bends `confirm` as set above, uses up the cuts and makes the head's
+    // bulk length agree. Returns what was done, for the log ("" for nothing).
+    std::string Distort(OutgoingSignal& confirm);
+
 private:
     struct Forced {
         std::uint16_t requestId;
@@ -63,6 +76,10 @@ private:
     std::chrono::milliseconds spacing_{0};
     std::vector<Forced> forced_;
     std::deque<MalformedFrame> malformed_;
+    std::optional<std::size_t> signalCut_;
+    std::optional<std::size_t> bulkCut_;
+    std::optional<std::uint16_t> rxCountField_;
+    std::optional<std::uint16_t> mibPsid_;
 };
 
 }  // namespace tavo::sim::wlanfw

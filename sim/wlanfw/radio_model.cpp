@@ -193,7 +193,8 @@ RadioModel::Answer RadioModel::RxRead(const RequestFrame& frame, TimePoint now) 
         }
     }
     const unsigned long long ms = MicrosBetween(rxSince_, now) / 1000;
-    PutU32(s, 36, static_cast<std::uint32_t>(std::min<unsigned long long>(ms, std::numeric_limits<std::uint32_t>::max())));
+    PutU32(s, 36, rxInterval_.value_or(static_cast<std::uint32_t>(
+                      std::min<unsigned long long>(ms, std::numeric_limits<std::uint32_t>::max()))));
 
     const std::size_t returned = std::min(r.counters.size(), counterLimit_.value_or(r.counters.size()));
     Bytes bulk;

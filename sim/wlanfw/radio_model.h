@@ -46,7 +46,7 @@
 // 12 u16 1 while frames are still going out, offset 18 u32 frames sent,
 // offsets 22/24/26 u16 frequency, rate and length of the stream; rx_read_cfm
 // offset 12 u32 the receiver's flags, offset 36 u32 milliseconds since the
-// receiver started; mib_get_cfm offset 10 and bulk offset 2 the MIB status
+// receiver started (or what a test set); mib_get_cfm offset 10 and bulk offset 2 the MIB status
 // (0, or 0x8003 for an unknown psid).
 #pragma once
 
@@ -112,6 +112,8 @@ public:
     void SetRssi(SignalReadings readings) { rssi_ = readings; }
     void SetSnr(SignalReadings readings) { snr_ = readings; }
     void SetFreqError(std::int32_t value) { freqErr_ = value; }
+    // rx_read_cfm's interval; nothing: milliseconds since the receiver started.
+    void SetRxInterval(std::optional<std::uint32_t> value) { rxInterval_ = value; }
     void SetBistWord(std::uint32_t word) { bistWord_ = word; }
     MibTable& Mibs() { return mibs_; }
 
@@ -167,6 +169,7 @@ private:
     SignalReadings rssi_{-52, -50, -58, -45};
     SignalReadings snr_{28, 30, 24, 34};
     std::int32_t freqErr_ = -3;
+    std::optional<std::uint32_t> rxInterval_;
     std::uint32_t bistWord_ = kDefaultBistWord;
     MibTable mibs_;
 

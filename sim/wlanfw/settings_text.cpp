@@ -130,6 +130,31 @@ const std::map<std::string, Apply>& Settings() {
              if (n) f.LimitRxCounters(static_cast<std::size_t>(*n));
              return n.has_value();
          }},
+        {"cut-signal", [](WlanFirmware& f, const std::string& v) {
+             const auto n = Number(v, 0, WlanFirmware::kMaxDatagram);
+             if (n) f.CutNextSignal(static_cast<std::size_t>(*n));
+             return n.has_value();
+         }},
+        {"cut-bulk", [](WlanFirmware& f, const std::string& v) {
+             const auto n = Number(v, 0, WlanFirmware::kMaxDatagram);
+             if (n) f.CutNextBulk(static_cast<std::size_t>(*n));
+             return n.has_value();
+         }},
+        {"rx-count-field", [](WlanFirmware& f, const std::string& v) {
+             const auto n = v == "counted" ? std::optional<long long>(-1) : Number(v, 0, kU16);
+             if (n) f.SetRxCountField(*n < 0 ? std::nullopt : std::make_optional(static_cast<std::uint16_t>(*n)));
+             return n.has_value();
+         }},
+        {"mib-psid", [](WlanFirmware& f, const std::string& v) {
+             const auto n = v == "asked" ? std::optional<long long>(-1) : Number(v, 0, kU16);
+             if (n) f.SetMibPsid(*n < 0 ? std::nullopt : std::make_optional(static_cast<std::uint16_t>(*n)));
+             return n.has_value();
+         }},
+        {"rx-interval", [](WlanFirmware& f, const std::string& v) {
+             const auto n = v == "elapsed" ? std::optional<long long>(-1) : Number(v, 0, kU32);
+             if (n) f.SetRxInterval(*n < 0 ? std::nullopt : std::make_optional(static_cast<std::uint32_t>(*n)));
+             return n.has_value();
+         }},
         {"rx-counts", [](WlanFirmware& f, const std::string& v) {
              const auto n = Numbers(v, 2, 0, kU32);
              if (n) f.SetRxCounts(static_cast<std::uint32_t>((*n)[0]), static_cast<std::uint32_t>((*n)[1]));
@@ -217,7 +242,12 @@ std::string SettingsUsage() {
            "  force=ID|any,CODE[,TIMES|always] answer requests of ID with result CODE\n"
            "  malformed=KIND                  next confirm broken: short-datagram, header-only,\n"
            "                                  signal-overrun, total-overrun\n"
+           "  cut-signal=N                    next confirm's signal cut to N bytes\n"
+           "  cut-bulk=N                      next confirm's bulk cut to N bytes\n"
            "  rx-counters-limit=N|all         at most N counter values per rx_read_cfm\n"
+           "  rx-count-field=N|counted        rx_read_cfm claims N counters\n"
+           "  mib-psid=PSID|asked             mib_get_cfm answers for PSID\n"
+           "  rx-interval=MS|elapsed          rx_read_cfm's interval\n"
            "  rx-counts=TOTAL,GOOD            the receiver's frame counts\n"
            "  rx-rate=FPS                     frames per second while receiving\n"
            "  rx-error=PERMILLE               thousandths of them in error\n"

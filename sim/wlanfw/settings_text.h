@@ -7,7 +7,12 @@
 //   force=ID|any,CODE[,TIMES|always]  answer requests of ID with CODE
 //   malformed=KIND                 the next confirm broken: short-datagram,
 //                                  header-only, signal-overrun, total-overrun
+//   cut-signal=N                   the next confirm's signal cut to N bytes
+//   cut-bulk=N                     the next confirm's bulk cut to N bytes
 //   rx-counters-limit=N|all        at most N counter values per rx_read_cfm
+//   rx-count-field=N|counted       rx_read_cfm claims N counters (counted: as many as it holds)
+//   mib-psid=PSID|asked            mib_get_cfm answers for PSID
+//   rx-interval=MS|elapsed         rx_read_cfm's interval (elapsed: since the start)
 //   rx-counts=TOTAL,GOOD           the receiver's counts
 //   rx-rate=FPS                    frames per second that arrive
 //   rx-error=PERMILLE              thousandths of them in error

@@ -143,6 +143,7 @@ void WlanFirmware::HandleDatagram(const Bytes& datagram) {
     bool restarted = false;
     bool silent = false;
     RadioModel::Answer answer;
+    std::string distorted;
     std::optional<MalformedFrame> malformed;
     std::vector<OutgoingSignal> chatter;
     std::chrono::milliseconds spacing{0};
@@ -160,6 +161,7 @@ void WlanFirmware::HandleDatagram(const Bytes& datagram) {
         if (!silent) {
             const std::optional<std::uint16_t> forced = faults_.TakeForcedResult(frame.id);
             answer = model_.Handle(frame, clock_(), forced);
+            distorted = faults_.Distort(answer.confirm);
             malformed = faults_.TakeMalformed();
             chatter = faults_.Chatter(frame.info->confirm);
             spacing = faults_.ChatterSpacing();
@@ -185,6 +187,7 @@ void WlanFirmware::HandleDatagram(const Bytes& datagram) {
         line += " result " + std::to_string(answer.result);
         if (!answer.detail.empty()) line += " (" + answer.detail + ")";
     }
+    if (!distorted.empty()) line += " [" + distorted + "]";
     Log(line);
 }
 
@@ -225,6 +228,26 @@ void WlanFirmware::LimitRxCounters(std::optional<std::size_t> limit) {
     model_.LimitRxCounters(limit);
 }
 
+void WlanFirmware::CutNextSignal(std::size_t bytes) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    faults_.CutNextSignal(bytes);
+}
+
+void WlanFirmware::CutNextBulk(std::size_t bytes) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    faults_.CutNextBulk(bytes);
+}
+
+void WlanFirmware::SetRxCountField(std::optional<std::uint16_t> count) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    faults_.SetRxCountField(count);
+}
+
+void WlanFirmware::SetMibPsid(std::optional<std::uint16_t> psid) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    faults_.SetMibPsid(psid);
+}
+
 void WlanFirmware::SetRxCounts(std::uint32_t total, std::uint32_t good) {
     std::lock_guard<std::mutex> lock(mutex_);
     model_.SetRxCounts(RxCounts{total, good}, clock_());
@@ -253,6 +276,11 @@ void WlanFirmware::SetSnr(SignalReadings readings) {
 void WlanFirmware::SetFreqError(std::int32_t value) {
     std::lock_guard<std::mutex> lock(mutex_);
     model_.SetFreqError(value);
+}
+
+void WlanFirmware::SetRxInterval(std::optional<std::uint32_t> value) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    model_.SetRxInterval(value);
 }
 
 void WlanFirmware::SetBistWord(std::uint32_t word) {

@@ -24,6 +24,7 @@
 //   wlanfw: 0x900A tx_stop_req -> 0x9106 result 48 (no transmission)
 //   wlanfw: 0x9009 tx_read_req -> silent
 //   wlanfw: 0x9009 tx_read_req -> 0x9105 malformed (header only)
+//   wlanfw: 0x9009 tx_read_req -> 0x9105 result 0 (left 10) [signal cut to 11]
 //   wlanfw: 0x9009 tx_read_req -> no answer (firmware rk720 is not the test firmware)
 //   wlanfw: unrelated 0x9FFF before 0x9105
 //   wlanfw: ignored 4-byte frame (shorter than a signal head)
@@ -69,7 +70,9 @@ struct FirmwareView {
 struct FirmwareHost {
     std::string nodePath;                          // where the node is made
     std::function<void(const std::string&)> log;   // one line to the simulator's log
-    std::function<FirmwareView()> firmware;        // asked for every request
+    // Asked for every request before it is answered; the host acts on any
+    // reload it has been told of first.
+    std::function<FirmwareView()> firmware;
 };
 
 class WlanFirmware {
@@ -112,6 +115,16 @@ public:
     void SendMalformed(MalformedFrame kind);
     // rx_read_cfm carries at most this many counter values; nothing: all.
     void LimitRxCounters(std::optional<std::size_t> limit);
+    // The next confirm's signal, or its bulk, cut to at most `bytes`; the
+    // head's bulk length and the UDI header follow the cut (one per call,
+    // a later call replaces an unused one).
+    void CutNextSignal(std::size_t bytes);
+    void CutNextBulk(std::size_t bytes);
+    // rx_read_cfm's counter count says `count` whatever values follow;
+    // nothing: the true count.
+    void SetRxCountField(std::optional<std::uint16_t> count);
+    // mib_get_cfm names `psid` whatever was asked; nothing: the psid asked.
+    void SetMibPsid(std::optional<std::uint16_t> psid);
 
     // --- Steering: what the chip measures and reports -------------------
     // The receiver's counts now (or, with no receiver, at its next start).
@@ -123,6 +136,9 @@ public:
     void SetRssi(SignalReadings readings);
     void SetSnr(SignalReadings readings);
     void SetFreqError(std::int32_t value);
+    // What rx_read_cfm reports as its interval; nothing: the milliseconds
+    // since the receiver started.
+    void SetRxInterval(std::optional<std::uint32_t> value);
     void SetBistWord(std::uint32_t word);
     // The word from its parts: r in the high 16 bits, i in the low.
     void SetBistGain(std::int16_t real, std::int16_t imaginary);

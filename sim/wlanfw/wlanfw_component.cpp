@@ -14,7 +14,10 @@ FirmwareHost WlanFirmwareComponent::HostFor(const SimContext& context) {
     SimLog* log = &context.log;
     host.log = [log](const std::string& line) { log->Write(line); };
     const FirmwareState* state = &context.firmware;
-    host.firmware = [state] {
+    // Asked for every request: reloads the host triggered before sending it
+    // are acted on first, so the request is never taken as one from before.
+    host.firmware = [state, settle = context.settleReloads] {
+        if (settle) settle();
         const FirmwareStatus status = state->Status();
         return FirmwareView{status.running, IsTestFirmware(status.running), status.restarts};
     };
