@@ -1,58 +1,79 @@
-// Helpers for the WLAN end-to-end tests: files under the simulator's root,
-// bounded waits, the simulator's log since a mark, and a quick way to put
-// the chip on its test firmware without the library's one-second pauses.
+// What only the WLAN end-to-end tests need beyond tests/support: the
+// interface flags read back from the simulator's tree, its log since a mark,
+// and a barrier that makes every earlier parameter write visible in that log.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <functional>
+#include <cstdlib>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "sim/tree.h"
+#include "support/chores.h"
+#include "support/log_capture.h"
 #include "support/sim_env.h"
+#include "wlan/WlanDriver.h"
+#include "wlan/WlanDutLib.h"
 
 namespace e2e {
 
-// Every kernel parameter that the firmware switch writes, as phone paths.
-const std::vector<std::string>& ParameterFiles();
+constexpr char kDut[] = "WLANDUT";
+constexpr char kDriver[] = "WLAN_DRIVER";
 
-// The whole file, or nothing when it cannot be read.
-std::optional<std::string> ReadText(const std::string& path);
-// Replaces the file's content; false when it cannot be written.
-bool WriteText(const std::string& path, const std::string& text);
-bool RemoveFile(const std::string& path);
+// A flags file (hex text such as "0x1003") as a number; nothing when missing
+// or not hex text.
+inline std::optional<unsigned> FlagsIn(const std::string& file) {
+    const std::optional<std::string> text = testsupport::ReadFile(file);
+    if (!text || text->rfind("0x", 0) != 0 || text->size() < 3) return std::nullopt;
+    return static_cast<unsigned>(std::strtoul(text->c_str(), nullptr, 16));
+}
 
-// Polls `pred` until it holds, at most `limit`.
-bool WaitUntil(const std::function<bool()>& pred, std::chrono::milliseconds limit);
-
-// The interface flags file root/sys/class/net/wlan0/flags read as a number;
-// nothing when missing or not hex text.
-std::optional<unsigned> InterfaceFlags(testsupport::SimEnv& env);
-// The same for any flags file.
-std::optional<unsigned> FlagsIn(const std::string& path);
-
-// Every kernel parameter file's content (nothing for a missing one).
-std::vector<std::optional<std::string>> ParameterSnapshot(testsupport::SimEnv& env);
+inline std::optional<unsigned> InterfaceFlags(testsupport::SimEnv& env) {
+    return FlagsIn(env.Path(tavo::sim::path::kWlanFlags));
+}
 
 // The simulator's log lines numbered `from` or later that begin with
-// `prefix`, in order.
-std::vector<std::string> SimLogSince(testsupport::SimEnv& env, std::uint64_t from, const std::string& prefix = "");
+// `prefix`. A test writes far fewer lines than the log keeps, so line n of
+// the log is Lines()[n].
+inline std::vector<std::string> SimLogSince(testsupport::SimEnv& env, std::uint64_t from,
+                                            const std::string& prefix = "") {
+    std::vector<std::string> out;
+    const std::vector<std::string> lines = env.Sim().Log().Lines();
+    for (size_t n = static_cast<size_t>(from); n < lines.size(); ++n) {
+        if (lines[n].rfind(prefix, 0) == 0) out.push_back(lines[n]);
+    }
+    return out;
+}
 
-// Writes a parameter file that nothing else uses and waits until the
-// simulator has logged it: every parameter write made before this call has
-// then been logged too. Returns the "param: " lines from `from` up to, not
-// including, the barrier's own line. Fails the test when the barrier is not
-// seen.
-std::vector<std::string> ParamLinesUntilBarrier(testsupport::SimEnv& env, std::uint64_t from);
+// Writes a parameter of our own, which the simulator logs like any other
+// and nothing reacts to, and waits until it is logged: every parameter write
+// made before has then been logged too. Returns the "param: " lines from
+// `from` up to the barrier's own line.
+inline std::vector<std::string> ParamLinesUntilBarrier(testsupport::SimEnv& env, std::uint64_t from) {
+    static int serial = 0;
+    const std::string value = "barrier-" + std::to_string(++serial);
+    const std::string line = "param: tavo_rk/e2e_barrier = " + value;
+    EXPECT_TRUE(testsupport::WriteFile(env.Path("/sys/module/tavo_rk/parameters/e2e_barrier"), value));
+    EXPECT_TRUE(env.Sim().Log().WaitFor(line, std::chrono::seconds(10), from)) << "not logged: " << line;
+    const std::vector<std::string> lines = SimLogSince(env, from, "param: ");
+    return {lines.begin(), std::find(lines.begin(), lines.end(), line)};
+}
 
-// Makes the simulator load the test firmware the way the driver's switch
-// does, minus its pauses: the variant, then the forced crash. Returns false
-// when the test firmware does not come up.
-bool LoadTestFirmwareQuickly(testsupport::SimEnv& env);
+// A log mark behind every parameter write made so far.
+inline std::uint64_t MarkAfterWrites(testsupport::SimEnv& env) {
+    ParamLinesUntilBarrier(env, 0);
+    return env.Sim().Log().Count();
+}
 
-// Selects the normal firmware in the variant file only, so that a later
-// CloseDUT finds nothing to switch and returns at once.
-bool SelectNormalVariantOnly(testsupport::SimEnv& env);
+// Names the normal firmware in the variant file only, so that a later
+// CloseDUT finds nothing to switch.
+inline bool SelectNormalVariantOnly(testsupport::SimEnv& env) {
+    return testsupport::WriteFile(env.Path(tavo::sim::path::kFirmwareVariant), "rk720");
+}
 
 }  // namespace e2e

@@ -1,198 +1,258 @@
 // CWlanDriver against the simulator: interface flags through the flags
-// file, the firmware mode read from the variant parameter, and a SetMode
-// that has nothing to do. The switches themselves take seconds and live in
-// test_driver_slow.cpp.
+// file, the firmware mode read from the variant parameter, a SetMode with
+// nothing to do, and scans through the iw stand-in; and the factory's
+// KillProcess through the ps stand-in. The switches themselves take seconds
+// and live in test_slow.cpp.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
+#include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "e2e_util.h"
-#include "sim/tree.h"
-#include "support/log_capture.h"
-#include "support/sim_env.h"
-#include "wlan/WlanDriver.h"
+#include "factory/FactoryUtil.h"
+#include "factory/ScanList.h"
+#include "sim/access_point.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+using e2e::kDriver;
+using testing::ElementsAreArray;
+using testing::Matcher;
+using testing::MatchesRegex;
+using tavo::sim::AccessPoint;
 namespace path = tavo::sim::path;
 
-constexpr char kTag[] = "WLAN_DRIVER";
-
-TEST(E2eWlanDriver, InterfaceFlagsFollowEnableAndDisable) {
-    enum class Op { kEnable, kDisable };
-    struct Step {
-        const char* what;
-        Op op;
-        unsigned flagsAfter;
-        std::string logLine;  // the flags the call read, in its own format
-    } const steps[] = {
-        {"up from boot", Op::kEnable, 0x1003, "flag : 0x1002\n"},
-        {"up again: set once more and succeeds", Op::kEnable, 0x1003, "flag : 0x1003\n"},
-        {"down", Op::kDisable, 0x1002, "flag : 0x1003"},
-        {"down again", Op::kDisable, 0x1002, "flag : 0x1002"},
-        {"up after down", Op::kEnable, 0x1003, "flag : 0x1002\n"},
-    };
-    testsupport::SimEnv env;
-    ASSERT_EQ(e2e::InterfaceFlags(env), 0x1002u) << "the simulator boots with the interface down";
-    CWlanDriver driver;
-    testsupport::LogCapture log;
-    for (const Step& step : steps) {
-        SCOPED_TRACE(step.what);
-        log.Clear();
-        const int rc = step.op == Op::kEnable ? driver.EnableInterface() : driver.DisableInterface();
-        EXPECT_EQ(rc, 0);
-        EXPECT_EQ(e2e::InterfaceFlags(env), step.flagsAfter);
-        EXPECT_EQ(log.Texts(kTag), std::vector<std::string>{step.logLine});
-        EXPECT_EQ(driver.GetSocket(), -1) << "a successful call closes its socket";
-    }
-}
-
-TEST(E2eWlanDriver, MissingFlagsFileFailsAndLeavesTheSocketOpen) {
-    testsupport::SimEnv env;
-    const std::string flags = env.Path(path::kWlanFlags);
-    ASSERT_TRUE(e2e::RemoveFile(flags));
-    CWlanDriver driver;
-    testsupport::LogCapture log;
-
-    EXPECT_EQ(driver.EnableInterface(), 4);
-    EXPECT_GE(driver.GetSocket(), 1) << "after a failed ioctl the socket stays open";
-    std::vector<std::string> texts = log.Texts(kTag);
-    ASSERT_EQ(texts.size(), 1u);
-    const std::string enablePrefix = "int CWlanDriver::EnableInterface(): ioctl(drvsock, SIOCGIFFLAGS, &ifr) -1 ";
-    EXPECT_EQ(texts[0].rfind(enablePrefix, 0), 0u) << texts[0];
-    EXPECT_EQ(texts[0].back(), '\n') << texts[0];
-    const int socket = driver.GetSocket();
-
-    // The next call finds the socket open, and fails the same way.
-    log.Clear();
-    EXPECT_EQ(driver.DisableInterface(), 4);
-    EXPECT_EQ(driver.GetSocket(), socket);
-    EXPECT_EQ(log.Texts(kTag), (std::vector<std::string>{
-                                   "Socket is already open \n",
-                                   "int CWlanDriver::DisableInterface(): ioctl(drvsock, SIOCGIFFLAGS, &ifr) -1\n",
-                               }));
-    EXPECT_FALSE(e2e::ReadText(flags).has_value()) << "a failed read writes no flags";
-
-    // With the file back the open socket is used and then closed.
-    ASSERT_TRUE(e2e::WriteText(flags, "0x1002\n"));
-    log.Clear();
-    EXPECT_EQ(driver.EnableInterface(), 0);
-    EXPECT_EQ(driver.GetSocket(), -1);
-    EXPECT_EQ(log.Texts(kTag), (std::vector<std::string>{"Socket is already open \n", "flag : 0x1002\n"}));
-    EXPECT_EQ(e2e::InterfaceFlags(env), 0x1003u);
-}
-
-TEST(E2eWlanDriver, FlagsThatCannotBeWrittenFailWithTheirOwnLines) {
-    // The flags "file" is the stat file of process 1: it reads as hex
-    // ("1 (init) ..." gives 0x0001) and refuses every write, as root too.
-    testsupport::SimEnv env;
-    const std::string flags = env.Path(path::kWlanFlags);
-    ASSERT_TRUE(e2e::RemoveFile(flags));
-    ASSERT_EQ(::symlink("/proc/1/stat", flags.c_str()), 0);
-    CWlanDriver driver;
-    testsupport::LogCapture log;
-
-    EXPECT_EQ(driver.EnableInterface(), 4);
-    EXPECT_GE(driver.GetSocket(), 1) << "after a failed ioctl the socket stays open";
-    std::vector<std::string> texts = log.Texts(kTag);
-    ASSERT_EQ(texts.size(), 2u);
-    EXPECT_EQ(texts[0], "flag : 0x0001\n");
-    const std::string enablePrefix = "int CWlanDriver::EnableInterface(): ioctl(drvsock, SIOCSIFFLAGS, &ifr) -1 ";
-    EXPECT_EQ(texts[1].rfind(enablePrefix, 0), 0u) << texts[1];
-    EXPECT_GT(texts[1].size(), enablePrefix.size() + 1) << "errno follows the result";
-    EXPECT_EQ(texts[1].back(), '\n') << texts[1];
-
-    log.Clear();
-    EXPECT_EQ(driver.DisableInterface(), 4);
-    EXPECT_GE(driver.GetSocket(), 1);
-    EXPECT_EQ(log.Texts(kTag), (std::vector<std::string>{
-                                   "Socket is already open \n",
-                                   "flag : 0x0001",
-                                   "int CWlanDriver::DisableInterface(): ioctl(drvsock, SIOCSIFFLAGS, &ifr) -1",
-                               }));
-}
-
-TEST(E2eWlanDriver, CheckCurrentFwModeReadsTheVariantPrefix) {
-    struct Case {
-        std::optional<std::string> content;  // nothing: the file is removed
-        int mode;
-    } const cases[] = {
-        {std::string("rk720_t"), 0},
-        {std::string("rk720_t\n"), 0},
-        {std::string("rk720_tx"), 0},
-        {std::string("rk720_t_longer_than_fifteen_chars\n"), 0},
-        {std::string("rk720"), 1},
-        {std::string("rk720\n"), 1},
-        {std::string("rk720_"), 1},
-        {std::string("RK720_T"), 1},
-        {std::string(" rk720_t"), 1},
-        {std::string(""), 1},
-        {std::nullopt, -1},
-    };
-    testsupport::SimEnv env;
-    const std::string variant = env.Path(path::kFirmwareVariant);
-    CWlanDriver driver;
-    testsupport::LogCapture log;
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.content ? "\"" + *c.content + "\"" : std::string("missing file"));
-        if (c.content) {
-            ASSERT_TRUE(e2e::WriteText(variant, *c.content));
-        } else {
-            ASSERT_TRUE(e2e::RemoveFile(variant));
-        }
-        log.Clear();
-        EXPECT_EQ(driver.CheckCurrentFwMode(), c.mode);
-        const std::vector<std::string> expected =
-            c.content ? std::vector<std::string>{}
-                      : std::vector<std::string>{"File Open Error: /sys/module/tavo_rk/parameters/firmware_variant"};
-        EXPECT_EQ(log.Texts(kTag), expected);
-    }
-}
-
-TEST(E2eWlanDriver, SetModeWithNothingToChangeTouchesNothing) {
-    struct Case {
-        const char* what;
-        std::optional<std::string> variant;  // written before; nothing: the boot value
-        int mode;
-        bool interfaceUp;
-    } const cases[] = {
-        {"normal firmware, mode 1, interface up", std::nullopt, 1, true},
-        {"normal firmware, mode 1, interface down", std::nullopt, 1, false},
-        {"test firmware, mode 0", std::string("rk720_t"), 0, true},
-        {"longer test variant, mode 0", std::string("rk720_tx\n"), 0, false},
+TEST(E2eWlanDriver, FailedFlagsIoctlsKeepTheSocketOpenAndLogTheirOwnLines) {
+    // Enabling prints errno and a line end; disabling neither.
+    const std::string enable = "int CWlanDriver::EnableInterface\\(\\): ioctl\\(drvsock, ";
+    const std::string disable = "int CWlanDriver::DisableInterface(): ioctl(drvsock, ";
+    // Either the flags file is missing or it cannot be written.
+    struct Case { const char* what; bool unwritable; std::vector<Matcher<std::string>> enableLines, disableLines; };
+    const Case cases[] = {
+        {"no flags file: the read fails", false,
+         {MatchesRegex(enable + "SIOCGIFFLAGS, &ifr\\) -1 [0-9]+\n")},
+         {"Socket is already open \n", disable + "SIOCGIFFLAGS, &ifr) -1\n"}},
+        // The stat file of process 1 reads as hex ("1 (init) ..." gives
+        // 0x0001) and refuses every write, as root too.
+        {"flags that cannot be written: the write fails", true,
+         {"flag : 0x0001\n", MatchesRegex(enable + "SIOCSIFFLAGS, &ifr\\) -1 [0-9]+\n")},
+         {"Socket is already open \n", "flag : 0x0001", disable + "SIOCSIFFLAGS, &ifr) -1"}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         testsupport::SimEnv env;
+        const std::string flags = env.Path(path::kWlanFlags);
+        ASSERT_EQ(::unlink(flags.c_str()), 0);
+        if (c.unwritable) { ASSERT_EQ(::symlink("/proc/1/stat", flags.c_str()), 0); }
         CWlanDriver driver;
-        if (c.variant) {
-            ASSERT_TRUE(e2e::WriteText(env.Path(path::kFirmwareVariant), *c.variant));
-        }
-        if (c.interfaceUp) {
-            ASSERT_EQ(driver.EnableInterface(), 0);
-        }
-        const unsigned flags = c.interfaceUp ? 0x1003u : 0x1002u;
-        ASSERT_EQ(e2e::InterfaceFlags(env), flags);
-        // Everything written so far has been seen before the mark.
-        e2e::ParamLinesUntilBarrier(env, 0);
-        const auto mark = env.Sim().Log().Count();
-        const auto before = e2e::ParameterSnapshot(env);
-        const unsigned restarts = env.Sim().Firmware().restarts;
-
         testsupport::LogCapture log;
-        EXPECT_EQ(driver.SetMode(c.mode), 0);
-        EXPECT_EQ(log.Texts(kTag), std::vector<std::string>{"No need to change the FW mode\n"});
-        EXPECT_EQ(e2e::ParamLinesUntilBarrier(env, mark), std::vector<std::string>{}) << "no parameter written";
-        EXPECT_EQ(e2e::ParameterSnapshot(env), before);
-        EXPECT_EQ(e2e::InterfaceFlags(env), flags) << "the interface stays as it was";
-        EXPECT_EQ(env.Sim().Firmware().restarts, restarts);
+
+        EXPECT_EQ(driver.EnableInterface(), 4);
+        EXPECT_THAT(log.Texts(kDriver), ElementsAreArray(c.enableLines));
+        const int socket = driver.GetSocket();
+        EXPECT_GE(socket, 1) << "after a failed ioctl the socket stays open";
+        log.Clear();
+        EXPECT_EQ(driver.DisableInterface(), 4);
+        EXPECT_THAT(log.Texts(kDriver), ElementsAreArray(c.disableLines));
+        EXPECT_EQ(driver.GetSocket(), socket) << "the next call finds the socket open";
     }
+}
+
+TEST(E2eWlanDriver, FirmwareModeIsTheVariantPrefixAndSetModeToItTouchesNothing) {
+    // No content: the file is removed. Before each SetMode the interface goes
+    // up, up, down, down, ...: a call that changes nothing succeeds too, and
+    // logs the flags it read, enabling with a line end.
+    struct Case { std::optional<std::string> content; int mode; bool up; const char* flagLine; } const cases[] = {
+        {"rk720_t", 0, true, "flag : 0x1002\n"},  {"rk720_t\n", 0, true, "flag : 0x1003\n"},
+        {"rk720_tx", 0, false, "flag : 0x1003"},  {"rk720_t_longer_than_fifteen_chars\n", 0, false, "flag : 0x1002"},
+        {"rk720", 1, true, "flag : 0x1002\n"},    {"rk720\n", 1, true, "flag : 0x1003\n"},
+        {"rk720_", 1, false, "flag : 0x1003"},    {"RK720_T", 1, false, "flag : 0x1002"},
+        {" rk720_t", 1, true, "flag : 0x1002\n"}, {"", 1, true, "flag : 0x1003\n"},
+        {std::nullopt, -1, false, ""},
+    };
+    testsupport::SimEnv env;
+    ASSERT_EQ(e2e::InterfaceFlags(env), 0x1002u) << "the simulator boots with the interface down";
+    const std::string variant = env.Path(path::kFirmwareVariant);
+    const std::string openError = "File Open Error: " + std::string(path::kFirmwareVariant);
+    CWlanDriver driver;
+    testsupport::LogCapture log;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.content ? "\"" + *c.content + "\"" : std::string("missing file"));
+        ASSERT_TRUE(c.content ? testsupport::WriteFile(variant, *c.content) : ::unlink(variant.c_str()) == 0);
+        log.Clear();
+        EXPECT_EQ(driver.CheckCurrentFwMode(), c.mode);
+        EXPECT_EQ(log.Texts(kDriver), std::vector<std::string>(c.content ? 0 : 1, openError));
+        if (c.mode < 0) continue;
+        log.Clear();
+        ASSERT_EQ(c.up ? driver.EnableInterface() : driver.DisableInterface(), 0);
+        EXPECT_EQ(log.Texts(kDriver), std::vector<std::string>{c.flagLine});
+        EXPECT_EQ(driver.GetSocket(), -1) << "a successful call closes its socket";
+        const auto mark = e2e::MarkAfterWrites(env);
+        log.Clear();
+        EXPECT_EQ(driver.SetMode(c.mode), 0);
+        EXPECT_EQ(log.Texts(kDriver), std::vector<std::string>{"No need to change the FW mode\n"});
+        EXPECT_EQ(e2e::ParamLinesUntilBarrier(env, mark), std::vector<std::string>{}) << "no parameter written";
+        EXPECT_EQ(e2e::InterfaceFlags(env), c.up ? 0x1003u : 0x1002u) << "as it was";
+    }
+}
+
+std::string Bssid(int n) {
+    char text[18];
+    std::snprintf(text, sizeof text, "02:00:00:00:00:%02x", n & 0xff);
+    return text;
+}
+
+AccessPoint Ap(int n, double signal, const std::string& ssid, int frequency = 2412) {
+    return {Bssid(n), frequency, signal, ssid};
+}
+
+// What the parse makes of an access point, as the driver logs it.
+std::string Fd(int n, int signal, const std::string& ssid) {
+    return "BSS:" + Bssid(n) + ", signal:" + std::to_string(signal) + ", SSID:" + ssid + "\n";
+}
+
+// One scan and its parse, the list emptied; checks that the driver logged
+// each entry it listed.
+std::vector<std::string> ScanAndParse(CWlanDriver& driver) {
+    testsupport::LogCapture log;
+    EXPECT_EQ(driver.StartScan(), 0);
+    CScanList list;
+    EXPECT_EQ(driver.GetScanResult(list), 0);
+    std::vector<std::string> out;
+    while (SCAN_INFO_NODE* node = list.Pop()) {
+        out.push_back("BSS:" + std::string(node->mac) + ", signal:" + std::to_string(node->signal_dbm) +
+                      ", SSID:" + node->name + "\n");
+        delete node;
+    }
+    EXPECT_EQ(log.Texts(kDriver), out);
+    EXPECT_FALSE(driver.IsScanLocked());
+    return out;
+}
+
+TEST(E2eWlanScan, AccessPointsFromTheSimulator) {
+    struct Case { const char* what; std::vector<AccessPoint> aps; std::vector<std::string> expected; };
+    std::vector<Case> cases = {
+        {"fractions are dropped",
+         {Ap(1, -45.99, "a"), Ap(2, -0.75, "b"), Ap(3, -100, "c", 5180), Ap(4, -1.01, "d"), Ap(5, 12.5, "e")},
+         {Fd(1, -45, "a"), Fd(2, 0, "b"), Fd(3, -100, "c"), Fd(4, -1, "d"), Fd(5, 12, "e")}},
+    };
+    for (const size_t length : {255u, 256u, 257u}) {
+        const std::string ssid(length, 'S');
+        cases.push_back({"long SSID: cut at 256, the rest of its line skipped",
+                         {Ap(0x11, -40, ssid), Ap(0x12, -41, "next")},
+                         {Fd(0x11, -40, ssid.substr(0, 256)), Fd(0x12, -41, "next")}});
+    }
+    AccessPoint silent = Ap(0x21, -20, "silent");
+    silent.withSignal = false;
+    cases.push_back({"no signal line: the next entry's signal and SSID are taken",
+                     {silent, Ap(0x22, -60, "second"), Ap(0x23, -61, "third")},
+                     {Fd(0x21, -60, "second"), Fd(0x23, -61, "third")}});
+    cases.push_back({"no signal line in the last entry", {Ap(0x24, -62, "first"), silent}, {Fd(0x24, -62, "first")}});
+    // Reading stops at the buffer's limit, and the tool, still writing,
+    // must not hold the driver up.
+    AccessPoint padded = Ap(0x31, -35, "padded");
+    padded.padding = 2u << 20;
+    cases.push_back({"two mebibytes of scan text: what lies past one is lost", {padded, Ap(0x32, -36, "lost")},
+                     {Fd(0x31, -35, "padded")}});
+
+    testsupport::SimEnv env;
+    CWlanDriver driver;
+    ASSERT_EQ(driver.EnableInterface(), 0) << "iw scans only on an interface that is up";
+    for (const Case& c : cases) {
+        env.Sim().SetAccessPoints(c.aps);
+        EXPECT_EQ(ScanAndParse(driver), c.expected) << c.what;
+    }
+}
+
+TEST(E2eWlanScan, ScanNeedsWlan0UpWhateverTheInterfaceSettingAndWipesOldText) {
+    testsupport::SimEnv env;
+    env.Sim().SetAccessPoints({Ap(0x41, -44, "only")});
+    CWlanDriver driver;
+    // Down, iw answers on its error stream only: nothing to parse.
+    EXPECT_EQ(ScanAndParse(driver), std::vector<std::string>{});
+    // The flag operations follow the interface setting; the scan names
+    // wlan0, still down.
+    ASSERT_EQ(::mkdir(env.Path("/sys/class/net/wlan1").c_str(), 0755), 0);
+    ASSERT_TRUE(testsupport::WriteFile(env.Path("/sys/class/net/wlan1/flags"), "0x1002\n"));
+    const char* const saved = IW_INTERFACE;
+    IW_INTERFACE = "wlan1";
+    EXPECT_EQ(driver.EnableInterface(), 0);
+    const std::vector<std::string> withWlan1Up = ScanAndParse(driver);
+    IW_INTERFACE = saved;
+    EXPECT_EQ(e2e::FlagsIn(env.Path("/sys/class/net/wlan1/flags")), 0x1003u);
+    EXPECT_EQ(e2e::InterfaceFlags(env), 0x1002u);
+    EXPECT_EQ(withWlan1Up, std::vector<std::string>{});
+    ASSERT_EQ(driver.EnableInterface(), 0);
+    EXPECT_EQ(ScanAndParse(driver), std::vector<std::string>{Fd(0x41, -44, "only")});
+    // Down again: the old text is wiped, not parsed a second time.
+    ASSERT_EQ(driver.DisableInterface(), 0);
+    EXPECT_EQ(ScanAndParse(driver), std::vector<std::string>{});
+    EXPECT_STREQ(driver.GetScanOutput(), "");
+}
+
+using Child = std::unique_ptr<testsupport::ChildProcess>;
+
+// /bin/sleep under `name`: a link of that name in root/bin, which SimEnv
+// puts first on PATH; ps shows the child's argv[0], the name.
+Child Start(testsupport::SimEnv& env, const std::string& name) {
+    const std::string link = env.Path("/bin/" + name);
+    if (::access(link.c_str(), F_OK) != 0 && ::symlink("/bin/sleep", link.c_str()) != 0) return nullptr;
+    auto child = std::make_unique<testsupport::ChildProcess>(std::vector<std::string>{name, "60"});
+    const std::string cmdline = "/proc/" + std::to_string(child->Pid()) + "/cmdline";
+    const bool started = testsupport::WaitUntil(
+        [&] { return testsupport::ReadFile(cmdline).value_or("").rfind(name + '\0', 0) == 0; }, 10s);
+    return child->Pid() > 0 && started ? std::move(child) : nullptr;
+}
+
+TEST(E2eKillProcess, EndsEveryProcessOfExactlyThatName) {
+    testsupport::SimEnv env;
+    const std::string name = "tavo-victim-" + std::to_string(::getpid());
+    std::vector<Child> victims, bystanders;
+    for (int i = 0; i < 3; ++i) victims.push_back(Start(env, name));
+    for (const std::string& other : {name.substr(0, name.size() - 1), name + "0"}) {
+        bystanders.push_back(Start(env, other));
+    }
+    for (const Child& c : victims) ASSERT_NE(c, nullptr);
+    for (const Child& c : bystanders) ASSERT_NE(c, nullptr);
+    testsupport::LogCapture log;
+
+    for (const std::string& miss : {"TAVO" + name.substr(4), name.substr(1), std::string()}) {
+        EXPECT_EQ(KillProcess(miss.c_str()), 0) << '"' << miss << '"';
+    }
+    EXPECT_EQ(log.Texts("FACTORY_SERVICE_UTIL"), std::vector<std::string>{}) << "no exact match, no kill";
+
+    EXPECT_EQ(KillProcess(name.c_str()), 0);
+    std::multiset<int> pids;
+    for (const Child& child : victims) {
+        const std::optional<int> status = child->Wait(10s);
+        ASSERT_TRUE(status.has_value()) << "child " << child->Pid() << " still runs";
+        EXPECT_TRUE(WIFSIGNALED(*status) && WTERMSIG(*status) == SIGTERM) << "plain kill sends the default signal";
+        pids.insert(child->Pid());
+    }
+    // One line per process: the whole ps row, line end included. Had a
+    // bystander matched, its kill would have run before KillProcess returned.
+    std::multiset<int> logged;
+    for (const std::string& text : log.Texts("FACTORY_SERVICE_UTIL")) {
+        char process[256] = {};
+        int pid = 0;
+        ASSERT_EQ(std::sscanf(text.c_str(), "Killing %*s %d %*d %*d %*d %*s %*s %*c %255s", &pid, process), 2) << text;
+        EXPECT_EQ(process, name);
+        EXPECT_EQ(text.back(), '\n') << text;
+        logged.insert(pid);
+    }
+    EXPECT_EQ(logged, pids) << "one line each";
+    for (const Child& c : bystanders) EXPECT_FALSE(c->Wait(0ms).has_value()) << c->Pid();
 }
 
 }  // namespace

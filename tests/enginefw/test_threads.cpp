@@ -1,243 +1,269 @@
-#include <gtest/gtest.h>
-
-#include <condition_variable>
-#include <mutex>
-
-#include <atomic>
-#include <cerrno>
-#include <csignal>
-#include <pthread.h>
-#include <thread>
-#include <vector>
+// Clocks, thread objects, locks, signal boxes and counts.
+#include <cstring>
 
 #include "enginefw/threads.h"
-#include "tests/enginefw/ef_worker.h"
+#include "tests/enginefw/ef_support.h"
 
 namespace {
 
-using eftest::Worker;
+using eftest::Eventually;
+using eftest::FakeClock;
 
-TEST(Threadable, StartStopRestartAndExitCodes) {
+long LocalTime(int hour, int minute, int second) {  // on 10 June 2024
+    tm local{};
+    local.tm_year = 124, local.tm_mon = 5, local.tm_mday = 10, local.tm_isdst = -1;
+    local.tm_hour = hour, local.tm_min = minute, local.tm_sec = second;
+    return static_cast<long>(mktime(&local));
+}
+
+TEST(HiResClock, TimeOfDayTextStopWatchAndMillisecondsWrappingAtThirtyTwoBits) {
+    for (const auto& c : std::vector<std::tuple<long, long, const char*>>{
+             {LocalTime(13, 5, 9), 42000000L, "13:05:09.042"},
+             {LocalTime(23, 59, 59), 999999999L, "23:59:59.999"},
+             {LocalTime(7, 8, 9), 123456789000L, "07:08:09.123"}}) {  // cut to the 13 bytes
+        char buffer[20];
+        std::memset(buffer, 'X', sizeof buffer);
+        HiResClockHMSFromPreset(buffer, std::get<0>(c), std::get<1>(c));
+        EXPECT_EQ(std::string(buffer, 14), std::get<2>(c) + std::string(1, '\0') + "X") << "13 bytes, no more";
+    }
+    FakeClock clock(LocalTime(21, 30, 1), 900000000L);
+    char now[13];
+    HiResClockHMS(now);
+    EXPECT_STREQ(now, "21:30:01.900");
+    StopWatch first;
+    FakeClock::AdvanceMs(1200);  // across a second boundary
+    StopWatch copy(first), later, assigned;
+    assigned = first;
+    EXPECT_EQ(first.duration() + copy.duration(), 2400u) << "copies share the start";
+    FakeClock::Set(LocalTime(21, 30, 3), 100250000L);
+    EXPECT_EQ(assigned.uduration(), 1200250u);
+    EXPECT_EQ(later.uduration(), 250u);
+    FakeClock::Set(5000000, 123456789);
+    EXPECT_EQ(HiResClockGetMilliSec(), 705032827u);  // 5 000 000 123 ms less 2^32
+}
+
+std::mutex gStepsMutex;
+std::vector<std::string> gSteps;  // what the step-back callback was given
+
+TEST(HiResClock, AStepBackIsReportedOncePerThreadInHex) {
+    FakeClock clock(0x12345678, 0xABCD);
+    backwards_timestamp_callback = nullptr;
+    HiResClockGetSec();
+    FakeClock::Set(0x12345677, 0xABCE);
+    HiResClockGetSec();  // a step back without a callback does no harm
+    backwards_timestamp_callback = [](const char* oldTime, const char* newTime) {
+        std::lock_guard<std::mutex> lock(gStepsMutex);
+        gSteps.push_back(std::string(oldTime) + " " + newTime);
+    };
+    FakeClock::Set(0x12345678, 0xABCD);
+    HiResClockGetMilliSec();  // forward: nothing
+    FakeClock::Set(0x12345677, 0xABCE);
+    std::thread([] { HiResClockGetSec(); }).join();  // a new thread has seen nothing earlier
+    timespec now{};
+    HiResClockGetNanoSec(&now), HiResClockGetNanoSec(&now);  // the same time again is no step
+    backwards_timestamp_callback = nullptr;
+    std::lock_guard<std::mutex> lock(gStepsMutex);
+    // A 32-bit seconds word, then a 32-bit nanoseconds word, "%02x" per byte in memory order.
+    EXPECT_EQ(gSteps, std::vector<std::string>{"78563412cdab0000 77563412ceab0000"});
+}
+
+// Counts its runs, polls KeepGoing until stopped, and can be held at its end.
+class Worker : public Threadable {
+public:
+    ~Worker() override { Kill(20000); }
+    unsigned int ThreadFunc() override {
+        for (++runs; KeepGoing();) usleep(1000);
+        for (finishing = true; hold;) usleep(1000);
+        finishing = false, ++finished;
+        return exitCode;
+    }
+    std::atomic<int> runs{0}, finished{0};
+    std::atomic<bool> finishing{false}, hold{false};
+    std::atomic<unsigned> exitCode{7};
+};
+
+TEST(Threadable, StartStopRestartAndKill) {
+    const unsigned long forcedKills = Threadable::ForcedKills();
     Worker worker;
-    EXPECT_FALSE(worker.IsActive());
-    EXPECT_TRUE(worker.WaitForStop(0)) << "a thread that never ran counts as stopped";
-    EXPECT_TRUE(worker.WaitForStop(5));
-
-    worker.SetExitCode(7);
+    EXPECT_TRUE(worker.WaitForStop(5)) << "a thread that never ran counts as stopped";
     EXPECT_TRUE(worker.Start());
-    ASSERT_TRUE(worker.WaitForRuns(1));
+    ASSERT_TRUE(Eventually([&] { return worker.runs == 1; }));
     EXPECT_TRUE(worker.IsActive());
-    EXPECT_TRUE(worker.KeepGoing());
     EXPECT_FALSE(worker.Start()) << "a running thread is not started twice";
-
     worker.Stop();
     EXPECT_TRUE(worker.WaitForStop(20000));
-    EXPECT_FALSE(worker.IsActive());
-    EXPECT_FALSE(worker.KeepGoing());
+    EXPECT_FALSE(worker.IsActive() || worker.KeepGoing());
     EXPECT_EQ(worker.GetExitCode(), 7u);
-    EXPECT_EQ(worker.Runs(), 1);
-
-    worker.SetExitCode(9);
+    worker.exitCode = 9;
     EXPECT_TRUE(worker.Start());
-    ASSERT_TRUE(worker.WaitForRuns(2));
+    ASSERT_TRUE(Eventually([&] { return worker.runs == 2; }));
     EXPECT_TRUE(worker.KeepGoing());
     worker.Kill(20000);  // returns: the thread stopped in time
     EXPECT_FALSE(worker.IsActive());
     EXPECT_EQ(worker.GetExitCode(), 9u);
-    EXPECT_EQ(worker.Runs(), 2);
+    EXPECT_EQ(Threadable::ForcedKills(), forcedKills) << "a thread that stops in time is never sent signal 9";
 }
 
 TEST(Threadable, StartWhileTheOldThreadFinishesWaitsForIt) {
     Worker worker;
-    worker.HoldFinish(true);
+    worker.hold = true;
     ASSERT_TRUE(worker.Start());
-    ASSERT_TRUE(worker.WaitForRuns(1));
+    ASSERT_TRUE(Eventually([&] { return worker.runs == 1; }));
     worker.Stop();
-    ASSERT_TRUE(worker.WaitUntilFinishing());
+    ASSERT_TRUE(Eventually([&] { return worker.finishing.load(); }));
     EXPECT_TRUE(worker.IsActive()) << "still on its way out";
-
-    std::atomic<bool> started{false};
+    std::atomic<bool> starting{false};
+    std::atomic<int> finishedWhenStartReturned{-1};
     std::thread starter([&] {
-        started = worker.Start();
-        worker.Record("start returned");
+        starting = true;
+        EXPECT_TRUE(worker.Start());
+        finishedWhenStartReturned = worker.finished.load();
     });
-    worker.HoldFinish(false);
+    ASSERT_TRUE(Eventually([&] { return starting.load(); }));
+    worker.hold = false;
     starter.join();
-
-    EXPECT_TRUE(started);
-    ASSERT_TRUE(worker.WaitForRuns(2)) << "a new thread was started";
-    const std::vector<std::string> events = worker.Events();
-    ASSERT_GE(events.size(), 2u);
-    EXPECT_EQ(events[0], "finished");
-    EXPECT_EQ(events[1], "start returned");
+    EXPECT_EQ(finishedWhenStartReturned, 1) << "Start returned before the old thread had finished";
+    EXPECT_TRUE(Eventually([&] { return worker.runs == 2; })) << "a new thread was started";
 }
 
-TEST(Threadable, FailedThreadCreationStillReturnsTrue) {
-    // A default stack far larger than the address space makes pthread_create fail.
-    pthread_attr_t saved;
-    ASSERT_EQ(pthread_getattr_default_np(&saved), 0);
-    pthread_attr_t huge;
-    ASSERT_EQ(pthread_getattr_default_np(&huge), 0);
+TEST(Threadable, AFailedThreadCreationStillReturnsTrue) {
+    // A default stack larger than the address space makes pthread_create fail.
+    pthread_attr_t saved, huge;
+    ASSERT_EQ(pthread_getattr_default_np(&saved) + pthread_getattr_default_np(&huge), 0);
     ASSERT_EQ(pthread_attr_setstacksize(&huge, static_cast<size_t>(1) << 46), 0);
     ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
-
     pthread_t probe;
-    const int probeResult = pthread_create(
-        &probe, nullptr, [](void*) -> void* { return nullptr; }, nullptr);
-    if (probeResult == 0) {
-        pthread_join(probe, nullptr);
-    }
-
+    const bool refused = pthread_create(&probe, nullptr, [](void*) -> void* { return nullptr; }, nullptr) != 0;
+    if (!refused) pthread_join(probe, nullptr);
     Worker worker;
-    const bool result = worker.Start();
-    const bool active = worker.IsActive();
-
-    ASSERT_EQ(pthread_setattr_default_np(&saved), 0);
-    pthread_attr_destroy(&huge);
-    pthread_attr_destroy(&saved);
-
-    ASSERT_NE(probeResult, 0) << "this host created a thread with a huge stack";
-    EXPECT_TRUE(result);
-    EXPECT_FALSE(active);
-    EXPECT_EQ(worker.Runs(), 0);
+    const bool started = refused && worker.Start(), active = worker.IsActive();
+    pthread_setattr_default_np(&saved);
+    pthread_attr_destroy(&huge), pthread_attr_destroy(&saved);
+    if (!refused) GTEST_SKIP() << "this host gives a thread a stack of 64 TiB";
+    EXPECT_TRUE(started && !active);
     EXPECT_TRUE(worker.WaitForStop(0));
-
-    // The object is still usable once threads can be made again.
-    EXPECT_TRUE(worker.Start());
-    EXPECT_TRUE(worker.WaitForRuns(1));
+    EXPECT_TRUE(worker.Start()) << "usable once threads can be made again";
+    EXPECT_TRUE(Eventually([&] { return worker.runs == 1; }));
 }
 
-
-TEST(ThreadableDeathTest, KillAfterTheLimitSendsSignalNine) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            eftest::Stubborn stubborn;
-            stubborn.Start();
-            if (!stubborn.Entered()) {
-                std::_Exit(3);
-            }
-            stubborn.Kill(20);
-            std::_Exit(0);  // not reached: the kill takes the process
-        },
-        testing::KilledBySignal(SIGKILL), "");
-}
-
-TEST(ThreadSpecificPtr, MainThreadValueIsItsOwnAndLivesUntilTheObjectGoes) {
-    struct Tracked {
-        explicit Tracked(int v, std::atomic<int>& counter) : value(v), destroyed(counter) {}
-        ~Tracked() { ++destroyed; }
-        int value;
-        std::atomic<int>& destroyed;
+TEST(SignalBox, WaitSetUnsetAndRemove) {
+    // Time stands still on a whole second: a limit of 20 ms runs out at the
+    // first look at the clock, as only seconds are compared.
+    FakeClock clock(1000);
+    enum Op { Wait, Set, Unset, Remove };
+    struct Step {
+        Op op;
+        unsigned value;  // the limit of Wait, else the item
+        bool expected;   // the result of Wait and Unset
     };
-    std::atomic<int> destroyed{0};
-    {
-        ThreadSpecificPtr<Tracked> ptr;
-        EXPECT_EQ(ptr.get(), nullptr);
-        ptr.set(new Tracked(1, destroyed));
-
-        Tracked* seenByOther = reinterpret_cast<Tracked*>(1);
-        int otherValue = 0;
-        std::thread other([&] {
-            seenByOther = ptr.get();
-            ptr.set(new Tracked(2, destroyed));
-            otherValue = ptr->value;
-        });
-        other.join();
-
-        EXPECT_EQ(seenByOther, nullptr) << "the main thread's value leaked to another thread";
-        EXPECT_EQ(otherValue, 2);
-        EXPECT_EQ(destroyed, 1) << "the other thread's value is cleaned up when it ends";
-        ASSERT_NE(ptr.get(), nullptr);
-        EXPECT_EQ(ptr->value, 1);
-
-        std::thread reader([&] { seenByOther = ptr.get(); });
-        reader.join();
-        EXPECT_EQ(seenByOther, nullptr) << "a new thread starts empty";
-        EXPECT_EQ(destroyed, 1) << "the main thread's value waits for the object";
+    const std::pair<int, std::vector<Step>> scenarios[] = {
+        {0, {{Wait, 0xFFFFFFFFu, false}}},  // no items: false at once, whatever the limit
+        {1, {{Wait, 0, false}, {Set, 0, true}, {Wait, 0, true}}},
+        {1, {{Wait, 20, false}}},
+        {1, {{Set, 0, true}, {Wait, 0xFFFFFFFFu, true}, {Wait, 1000, true}, {Unset, 0, false}, {Wait, 0, false}}},
+        {2, {{Set, 0, true}, {Set, 1, true}, {Unset, 0, true}, {Wait, 0, true}, {Unset, 1, false}, {Wait, 0, false}}},
+        {2, {{Unset, 0, false}, {Set, 1, true}, {Unset, 0, true}, {Wait, 0, true}}},
+        {2, {{Set, 1, true}, {Remove, 1, true}, {Wait, 0, false}, {Set, 0, true}, {Wait, 0, true}}},
+        {1, {{Remove, 0, true}, {Wait, 0xFFFFFFFFu, false}}},  // no items left
+    };
+    int number = 0;
+    for (const auto& scenario : scenarios) {
+        SCOPED_TRACE("scenario " + std::to_string(number++));
+        SignalBox box;
+        std::vector<SignalBox::Item> items(static_cast<size_t>(scenario.first), SignalBox::Item(&box));
+        for (SignalBox::Item& item : items) {
+            item.set = 1, box.AddItem(&item);
+            EXPECT_EQ(item.set, 0) << "adding clears the item";
+        }
+        for (const Step& step : scenario.second) {
+            const bool result = step.op == Wait    ? box.wait(step.value)
+                                : step.op == Unset ? box.unsetItem(items.at(step.value))
+                                : step.op == Set   ? (items.at(step.value).box->setItem(items.at(step.value)), true)
+                                                   : (box.RemoveItem(&items.at(step.value)), true);
+            EXPECT_EQ(result, step.expected);
+        }
+        for (SignalBox::Item& item : items) box.RemoveItem(&item);  // twice is harmless
     }
-    EXPECT_EQ(destroyed, 2);
 }
 
-TEST(ThreadSpecificPtr, TwoObjectsKeepTheirOwnKeys) {
-    ThreadSpecificPtr<int> first;
-    ThreadSpecificPtr<int> second;
-    std::thread other([&] {
-        first.reset(new int(10));
-        second.reset(new int(20));
-        EXPECT_EQ(*first, 10);
-        EXPECT_EQ(*second, 20);
-        first.reset(new int(11));  // frees the old value
-        EXPECT_EQ(*first, 11);
-    });
-    other.join();
-    first.reset(new int(1));
-    EXPECT_EQ(*first, 1);
-    EXPECT_EQ(second.get(), nullptr);
-}
-
-TEST(ThreadID, IdentityCopiesAndNumbers) {
-    const ThreadID mine = ThreadID::self();
-    ThreadID copy(mine);
-    EXPECT_TRUE(mine == copy);
-    EXPECT_EQ(ThreadID::Id(), static_cast<unsigned long>(pthread_self()));
-
-    ThreadID fromOther;
-    unsigned long otherId = 0;
-    std::thread other([&] {
-        fromOther = ThreadID::self();  // assignment copies into the existing cell
-        otherId = ThreadID::Id();
-    });
-    other.join();
-    EXPECT_TRUE(fromOther != mine);
-    EXPECT_NE(otherId, ThreadID::Id());
-    copy = fromOther;
-    EXPECT_TRUE(copy == fromOther);
-    EXPECT_TRUE(mine == ThreadID());
-}
-
-TEST(CriticalSection, ExcludesOtherThreadsAndRecursesWhenAsked) {
-    CriticalSection recursive(true);
-    {
-        CriticalSectionLock outer(recursive);
-        CriticalSectionLock inner(recursive.Handle());
+TEST(SignalBox, ASetterWakesTheWaiterAndATimedWaitEndsInTheSecondOfItsDeadline) {
+    SignalBox box;
+    SignalBox::Item items[2] = {SignalBox::Item(&box), SignalBox::Item(&box)};
+    box.AddItem(&items[0]), box.AddItem(&items[1]);
+    for (int round = 0; round < 10; ++round) {
+        box.unsetItem(items[0]), box.unsetItem(items[1]);
+        SignalBox::Item& target = items[round % 2];
+        std::thread setter([&target] { target.box->setItem(target); });
+        EXPECT_TRUE(box.wait(0xFFFFFFFFu)) << "round " << round;
+        setter.join();
     }
-    CriticalSection lock;
-    long counter = 0;
+    box.unsetItem(items[0]), box.unsetItem(items[1]);
+    FakeClock clock(1000, 500000000);  // due at 1001.3 s; only seconds are compared
+    std::atomic<int> result{-1};
+    const int reads = FakeClock::sReads;
+    std::thread waiter([&] { result = box.wait(800) ? 1 : 0; });
+    ASSERT_TRUE(Eventually([&] { return FakeClock::sReads > reads + 1; })) << "the waiter is in its timed wait";
+    FakeClock::Set(1001, 0);
+    const bool ended = Eventually([&] { return result != -1; });
+    FakeClock::Set(1002, 0);  // lets a waiter that missed it out
+    waiter.join();
+    EXPECT_TRUE(ended && result == 0);
+}
+
+// Meant for one waiter, but two must not leave one asleep: both wake.
+TEST(SignalBox, TwoWaitersBothWakeOnOneSet) {
+    SignalBox box;
+    SignalBox::Item item(&box);
+    box.AddItem(&item);
+    std::atomic<int> woken{0}, waiting{0};
+    std::vector<std::thread> waiters;
+    for (int i = 0; i < 2; ++i) waiters.emplace_back([&] { ++waiting, woken += box.wait(20000) ? 1 : 0; });
+    ASSERT_TRUE(Eventually([&] { return waiting == 2; }));
+    item.box->setItem(item);
+    for (std::thread& waiter : waiters) waiter.join();
+    EXPECT_EQ(woken, 2);
+}
+
+std::atomic<int> gDeleted{0};
+struct Plain : Counter { ~Plain() override { ++gDeleted; } };
+struct PlainChild : Plain {};
+struct Shared : SafeCounter { ~Shared() override { ++gDeleted; } };
+
+TEST(CountedPointer, CountsCopiesAndDeletesAtTheLastRelease) {
+    gDeleted = 0;
+    CountedPointer<Plain> empty, first(new Plain);
+    empty.clr();
+    CountedPointer<Plain> second(first);
+    first = first;
+    EXPECT_EQ(second->GetCount(), 2u);
+    first = new Plain;  // drops one count of the old object
+    EXPECT_TRUE(second->GetCount() == 1 && gDeleted == 0);
+    second = first;  // the old object loses its last count
+    EXPECT_EQ(gDeleted, 1);
+    CountedPointer<Plain> fromChild = CountedPointer<PlainChild>(new PlainChild);
+    EXPECT_EQ(fromChild->GetCount(), 1u);
+    fromChild = CountedPointer<Plain>(), first.clr();
+    EXPECT_EQ(gDeleted, 2);
+    second.clr();
+    EXPECT_EQ(gDeleted, 3);
+}
+
+TEST(CountedPointer, ALockedCountIsReleasedOnceByTheLastThread) {
+    gDeleted = 0;
     std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&] {
-            for (int i = 0; i < 2000; ++i) {
-                CriticalSection::EnterCS(lock.Handle());
-                ++counter;
-                CriticalSection::LeaveCS(lock.Handle());
-            }
-        });
+    {
+        CountedPointer<Shared> root(new Shared);
+        for (int t = 0; t < 4; ++t) {
+            threads.emplace_back([root] {
+                for (int i = 0; i < 2000; ++i) {
+                    CountedPointer<Shared> copy(root), other;
+                    other = copy;
+                }
+            });
+        }
     }
-    for (std::thread& t : threads) {
-        t.join();
-    }
-    EXPECT_EQ(counter, 8000);
-    void* handle = CriticalSection::InitialiseCS(false);
-    ASSERT_NE(handle, nullptr);
-    CriticalSection::DestroyCS(handle);
-    CriticalSection::DestroyCS(nullptr);  // ignored
-}
-
-TEST(FatalErrorDeathTest, PrintsTextAndReasonThenAborts) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    struct Case {
-        void (*run)();
-        const char* expected;
-    };
-    const Case cases[] = {
-        {[] { fatal_error("Threadable::Kill - pthread_kill", ESRCH); }, "Threadable::Kill - pthread_kill: No such process"},
-        {[] { CriticalSection::EnterCS(nullptr); }, "CriticalSection::EnterCS - lock failed: Invalid argument"},
-        {[] { CriticalSection::LeaveCS(nullptr); }, "CriticalSection::LeaveCS - unlock failed: Invalid argument"},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EXIT(c.run(), testing::KilledBySignal(SIGABRT), c.expected);
-    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(gDeleted, 1);
 }
 
 }  // namespace

@@ -1,42 +1,37 @@
-#include <gtest/gtest.h>
-
-#include <condition_variable>
-#include <mutex>
-
+// The one wait on a thread stop bound.
 #include <csignal>
-#include <unistd.h>
 
 #include "enginefw/threadable.h"
-#include "tests/enginefw/ef_worker.h"
+#include "tests/enginefw/ef_support.h"
 
 namespace {
 
+// Ignores Stop and never ends by itself. Once in pause() it touches no member
+// again, so the base destructor alone may end it.
+class Stubborn : public Threadable {
+public:
+    unsigned int ThreadFunc() override {
+        entered = true;
+        for (;;) pause();
+    }
+    std::atomic<bool> entered{false};
+};
 
-TEST(ThreadableSlowDeathTest, DestructorKillsAThreadThatIgnoresStopAfterOneSecond) {
+TEST(ThreadableSlowDeathTest, AThreadThatIgnoresStopIsKilledWithSignalNineWhenTheBoundRunsOut) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
             {
-                eftest::Stubborn stubborn;
+                Stubborn stubborn;
                 stubborn.Start();
-                if (!stubborn.Entered()) {
-                    std::_Exit(3);
-                }
-            }  // Kill(1000) in the destructor
+                if (!eftest::Eventually([&] { return stubborn.entered.load(); })) std::_Exit(3);
+                stubborn.Stop();
+                // A bounded wait on a thread that runs on must give up.
+                if (stubborn.WaitForStop(50) || !stubborn.IsActive()) std::_Exit(4);
+            }  // the destructor's Kill(1000) runs out and sends signal 9
             std::_Exit(0);
         },
         testing::KilledBySignal(SIGKILL), "");
-}
-
-TEST(ThreadableSlow, WaitForStopTimesOutOnARunningThread) {
-    eftest::Worker worker;
-    ASSERT_TRUE(worker.Start());
-    ASSERT_TRUE(worker.WaitForRuns(1));
-    EXPECT_FALSE(worker.WaitForStop(1500)) << "nobody asked it to stop";
-    EXPECT_TRUE(worker.IsActive());
-    worker.Stop();
-    EXPECT_TRUE(worker.WaitForStop(0));
-    EXPECT_FALSE(worker.IsActive());
 }
 
 }  // namespace

@@ -1,8 +1,9 @@
-// The worker thread layer and the (inactive) time-out path.
+// The worker thread layer: creation, the stop by signal 11, the host's own
+// SIGSEGV handling around it, and the (inactive) time-out handler.
 #include <gtest/gtest.h>
-
 #include <pthread.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -12,20 +13,18 @@
 
 #include "WiFiBtFactoryService.h"
 #include "factory/CommandHandler.h"
+#include "factory/FactoryThread.h"
 #include "handler_peer.h"
+#include "support/chores.h"
 #include "support/log_capture.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+using Lines = std::vector<std::string>;
 
-bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
+bool Running(THREAD_INFO* info) {
+    return __atomic_load_n(&info->running, __ATOMIC_ACQUIRE);
 }
 
 TEST(FactoryThread, NullArgumentsAreRefusedWithTheirLines) {
@@ -35,14 +34,12 @@ TEST(FactoryThread, NullArgumentsAreRefusedWithTheirLines) {
     EXPECT_EQ(factory_thread_create(&info), 2);
     EXPECT_EQ(factory_thread_kill(nullptr), 2);
     EXPECT_EQ(log.Texts("FACTORY_THREAD"),
-              (std::vector<std::string>{"Thread info is NULL", "thread_func is NULL", "Thread info is NULL"}));
+              (Lines{"Thread info is NULL", "thread_func is NULL", "Thread info is NULL"}));
 }
 
-std::atomic<void*> g_seenArg{nullptr};
-
 void* RecordArg(void* arg) {
-    g_seenArg = arg;
     auto* info = static_cast<THREAD_INFO*>(arg);
+    info->thread_arg = arg;  // the worker's own info is its argument
     __atomic_store_n(&info->running, false, __ATOMIC_RELEASE);
     return nullptr;
 }
@@ -52,11 +49,9 @@ TEST(FactoryThread, WorkerGetsItsOwnInfoAndRunsDetached) {
     info.thread_func = &RecordArg;
     info.running = true;
     ASSERT_EQ(factory_thread_create(&info), 0);
-    ASSERT_TRUE(WaitUntil([&] { return !__atomic_load_n(&info.running, __ATOMIC_ACQUIRE); }, 5000ms));
-    EXPECT_EQ(g_seenArg.load(), &info);
-    int state = -1;
-    // A detached thread cannot be joined.
-    EXPECT_NE(pthread_join(info.thread, reinterpret_cast<void**>(&state)), 0);
+    ASSERT_TRUE(testsupport::WaitUntil([&] { return !Running(&info); }, 5000ms));
+    EXPECT_EQ(info.thread_arg, &info);
+    EXPECT_NE(pthread_join(info.thread, nullptr), 0) << "a detached thread cannot be joined";
 }
 
 std::atomic<bool> g_workerStarted{false};
@@ -69,23 +64,88 @@ struct EndMarker {
 
 void* BlockForever(void*) {
     EndMarker marker;
-    signal(SIGSEGV, factory_thread_kill_handler);
     g_workerStarted = true;
     for (;;) pause();
     return nullptr;
 }
 
-TEST(FactoryThread, KillStopsTheWorkerThroughSignal11) {
-    testsupport::LogCapture log;
+TEST(FactoryThread, KillStopsTheWorkerThroughSignal11AndPutsTheHostsHandlingBack) {
+    struct sigaction before;
+    sigaction(SIGSEGV, nullptr, &before);
     THREAD_INFO info{};
     info.thread_func = &BlockForever;
     info.running = true;
     ASSERT_EQ(factory_thread_create(&info), 0);
-    ASSERT_TRUE(WaitUntil([] { return g_workerStarted.load(); }, 5000ms));
+    ASSERT_TRUE(testsupport::WaitUntil([] { return g_workerStarted.load(); }, 5000ms));
     EXPECT_EQ(factory_thread_kill(&info), 0);
-    EXPECT_FALSE(__atomic_load_n(&info.running, __ATOMIC_ACQUIRE));
-    // The worker ends itself in the handler.
-    EXPECT_TRUE(WaitUntil([] { return g_workerEnded.load(); }, 5000ms));
+    EXPECT_FALSE(Running(&info));
+    EXPECT_TRUE(testsupport::WaitUntil([] { return g_workerEnded.load(); }, 5000ms)) << "the worker ends itself";
+    EXPECT_FALSE(factory::StopHandlerInstalled());
+    struct sigaction after;
+    sigaction(SIGSEGV, nullptr, &after);
+    EXPECT_EQ(before.sa_handler, after.sa_handler);
+}
+
+constexpr int kHostHandlerExit = 42;
+
+void HostHandler(int, siginfo_t*, void*) { ::_exit(kHostHandlerExit); }
+
+// A station program's SIGSEGV after the library's commands reaches the
+// station's own handler, or the default action: the process dies as it
+// would have without the library. Each case runs in a child process.
+TEST(FactoryThread, TheHostsSigsegvHandlingSurvivesCommandsAndStops) {
+    struct Case {
+        const char* name;
+        bool hostHandler;        // else the default disposition
+        bool closeService;
+        bool stopHandlerInPlace;  // as after a stop whose target never ran it
+        bool sentSignal;          // a thread-directed SIGSEGV with no stop pending, not a fault
+    };
+    const Case cases[] = {
+        {"host handler, service open", true, false, false, false},
+        {"host handler, service closed", true, true, false, false},
+        {"default, service open", false, false, false, false},
+        {"host handler, stop handler in place", true, false, true, false},
+        {"default, stop handler in place", false, false, true, false},
+        {"host handler, stop handler in place, sent signal", true, false, true, true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        testsupport::ChildProcess child([&] {
+            struct sigaction sa;
+            std::memset(&sa, 0, sizeof sa);
+            sigemptyset(&sa.sa_mask);
+            sa.sa_flags = c.hostHandler ? SA_SIGINFO : 0;
+            if (c.hostHandler) sa.sa_sigaction = &HostHandler;  // default: also replaces a sanitizer's handler
+            sigaction(SIGSEGV, &sa, nullptr);
+            char result[WLBT_RESULT_BUFFER_SIZE];
+            OpenWiFiBtFactoryService();
+            for (const char* command : {"AT+WIFIRF=0,250,0,0", "AT+WIFIRF=0,1,1,0", "UNIT=99"}) {
+                ForwardCMD_WiFiBT(command, result, 3000);
+            }
+            if (c.closeService) CloseWiFiBtFactoryService();
+            if (c.stopHandlerInPlace) {
+                factory::InstallStopHandler();
+                factory::InstallStopHandler();  // a second install keeps the first saved disposition
+            }
+            std::thread([&] {
+                if (c.sentSignal) {
+                    pthread_kill(pthread_self(), SIGSEGV);
+                } else {
+                    volatile int* volatile nowhere = nullptr;
+                    *nowhere = 1;
+                }
+            }).join();
+            ::_exit(0);  // the SIGSEGV was swallowed
+        });
+        const auto status = child.Wait(30000ms);
+        ASSERT_TRUE(status.has_value());
+        if (c.hostHandler) {
+            EXPECT_TRUE(WIFEXITED(*status) && WEXITSTATUS(*status) == kHostHandlerExit) << "status " << *status;
+        } else {
+            EXPECT_TRUE(WIFSIGNALED(*status) && WTERMSIG(*status) == SIGSEGV) << "status " << *status;
+        }
+    }
 }
 
 TEST(TimeoutHandler, StopsTheCurrentWorkerAndMarksTimeout) {
@@ -97,31 +157,20 @@ TEST(TimeoutHandler, StopsTheCurrentWorkerAndMarksTimeout) {
     CCommandHandlerTestPeer::SetIndex(h, 3);
     CCommandHandlerTestPeer::Slot(h, 3) = info;
     ASSERT_EQ(factory_thread_create(info), 0);
-    ASSERT_TRUE(WaitUntil([] { return g_workerStarted.load(); }, 5000ms));
+    ASSERT_TRUE(testsupport::WaitUntil([] { return g_workerStarted.load(); }, 5000ms));
 
     siginfo_t si;
     std::memset(&si, 0, sizeof si);
     si.si_value.sival_ptr = &h;
     CCommandHandler::TimeoutHandler(SIGUSR2, &si, nullptr);  // not the timer's signal
     EXPECT_FALSE(h.IsTimeout());
-    EXPECT_TRUE(__atomic_load_n(&info->running, __ATOMIC_ACQUIRE));
+    EXPECT_TRUE(Running(info));
 
     CCommandHandler::TimeoutHandler(SIGUSR1, &si, nullptr);
     EXPECT_TRUE(h.IsTimeout());
-    EXPECT_FALSE(__atomic_load_n(&info->running, __ATOMIC_ACQUIRE));
-    EXPECT_TRUE(WaitUntil([] { return g_workerEnded.load(); }, 5000ms));
-    EXPECT_EQ(log.Texts("COMMAND_HANDLER"),
-              (std::vector<std::string>{"TIMEOUT", "[FAULT] Thread might be working still..."}));
-}
-
-TEST(TimeoutHandler, TimeoutArgumentHasNoEffect) {
-    ASSERT_EQ(OpenWiFiBtFactoryService(), 0);
-    char result[WLBT_RESULT_BUFFER_SIZE] = {};
-    for (int timeout : {-1, 0, 1, 3000}) {
-        EXPECT_EQ(ForwardCMD_WiFiBT("AT+WIFIRF=0,6,0,0", result, timeout), 0);
-        EXPECT_STREQ(result, "+WIFIRF:0,OK");
-    }
-    CloseWiFiBtFactoryService();
+    EXPECT_FALSE(Running(info));
+    EXPECT_TRUE(testsupport::WaitUntil([] { return g_workerEnded.load(); }, 5000ms));
+    EXPECT_EQ(log.Texts("COMMAND_HANDLER"), (Lines{"TIMEOUT", "[FAULT] Thread might be working still..."}));
 }
 
 }  // namespace

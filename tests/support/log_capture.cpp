@@ -14,10 +14,8 @@ LogCapture::~LogCapture() {
 
 void LogCapture::Sink(const plat::LogRecord& record, void* ctx) {
     auto* self = static_cast<LogCapture*>(ctx);
-    {
-        std::lock_guard<std::mutex> lock(self->mutex_);
-        self->records_.push_back(record);
-    }
+    std::lock_guard<std::mutex> lock(self->mutex_);
+    self->records_.push_back(record);
     self->changed_.notify_all();
 }
 
@@ -29,21 +27,12 @@ std::vector<plat::LogRecord> LogCapture::Records() const {
 std::vector<std::string> LogCapture::Texts(const std::string& tag) const {
     std::lock_guard<std::mutex> lock(mutex_);
     std::vector<std::string> out;
-    for (const auto& r : records_) {
-        if (r.tag == tag) out.push_back(r.text);
-    }
+    for (const auto& r : records_) if (r.tag == tag) out.push_back(r.text);
     return out;
 }
 
 bool LogCapture::Contains(const std::string& tag, const std::string& text) const {
-    return Count(tag, text) > 0;
-}
-
-size_t LogCapture::Count(const std::string& tag, const std::string& text) const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return static_cast<size_t>(std::count_if(records_.begin(), records_.end(), [&](const plat::LogRecord& r) {
-        return r.tag == tag && r.text == text;
-    }));
+    return WaitForText(tag, text, std::chrono::milliseconds(0));
 }
 
 void LogCapture::Clear() {
@@ -51,17 +40,13 @@ void LogCapture::Clear() {
     records_.clear();
 }
 
-bool LogCapture::WaitFor(const std::function<bool(const plat::LogRecord&)>& pred,
-                         std::chrono::milliseconds limit) const {
-    std::unique_lock<std::mutex> lock(mutex_);
-    return changed_.wait_for(lock, limit, [&] {
-        return std::any_of(records_.begin(), records_.end(), pred);
-    });
-}
-
 bool LogCapture::WaitForText(const std::string& tag, const std::string& text,
                              std::chrono::milliseconds limit) const {
-    return WaitFor([&](const plat::LogRecord& r) { return r.tag == tag && r.text == text; }, limit);
+    std::unique_lock<std::mutex> lock(mutex_);
+    return changed_.wait_for(lock, limit, [&] {
+        return std::any_of(records_.begin(), records_.end(),
+                           [&](const plat::LogRecord& r) { return r.tag == tag && r.text == text; });
+    });
 }
 
 }  // namespace testsupport

@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -16,20 +15,14 @@ class LogCapture {
 public:
     LogCapture();
     ~LogCapture();
-    LogCapture(const LogCapture&) = delete;
-    LogCapture& operator=(const LogCapture&) = delete;
 
     std::vector<plat::LogRecord> Records() const;
     // Texts logged under `tag`, in order.
     std::vector<std::string> Texts(const std::string& tag) const;
     bool Contains(const std::string& tag, const std::string& text) const;
-    size_t Count(const std::string& tag, const std::string& text) const;
     void Clear();
-    // Waits until some record satisfies `pred`, at most `limit`.
-    bool WaitFor(const std::function<bool(const plat::LogRecord&)>& pred,
-                 std::chrono::milliseconds limit) const;
-    bool WaitForText(const std::string& tag, const std::string& text,
-                     std::chrono::milliseconds limit) const;
+    // Waits until `text` is logged under `tag`, at most `limit`.
+    bool WaitForText(const std::string& tag, const std::string& text, std::chrono::milliseconds limit) const;
 
 private:
     static void Sink(const plat::LogRecord& record, void* ctx);

@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <string>
+#include <memory>
+
+#include "support/chores.h"
 
 namespace {
 
@@ -14,19 +16,17 @@ class SafeRoot : public ::testing::Environment {
 public:
     void SetUp() override {
         if (std::getenv("TAVO_PLATFORM_ROOT") != nullptr) return;
-        char tmpl[] = "/tmp/wlbt-safe-root-XXXXXX";
-        if (mkdtemp(tmpl) == nullptr) return;
-        dir_ = tmpl;
-        setenv("TAVO_PLATFORM_ROOT", dir_.c_str(), 1);
+        dir_ = std::make_unique<testsupport::TempDir>("/tmp/wlbt-safe-root-");
+        root_ = std::make_unique<testsupport::ScopedEnv>("TAVO_PLATFORM_ROOT", dir_->Path());
     }
     void TearDown() override {
-        if (dir_.empty()) return;
-        unsetenv("TAVO_PLATFORM_ROOT");
-        std::system(("rm -rf '" + dir_ + "'").c_str());
+        root_.reset();
+        dir_.reset();
     }
 
 private:
-    std::string dir_;
+    std::unique_ptr<testsupport::TempDir> dir_;
+    std::unique_ptr<testsupport::ScopedEnv> root_;
 };
 
 const ::testing::Environment* const kSafeRoot = ::testing::AddGlobalTestEnvironment(new SafeRoot);

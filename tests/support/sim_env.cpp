@@ -1,10 +1,7 @@
 #include "support/sim_env.h"
 
 #include <cstdlib>
-#include <stdexcept>
-#include <vector>
 
-#include "sim/fs_util.h"
 #include "sim/tree.h"
 
 #ifndef TAVO_SIM_BINARY
@@ -13,41 +10,10 @@
 
 namespace testsupport {
 
-ScopedEnv::ScopedEnv(std::string name, const std::string& value) : name_(std::move(name)) {
-    const char* old = std::getenv(name_.c_str());
-    had_ = old != nullptr;
-    if (had_) old_ = old;
-    ::setenv(name_.c_str(), value.c_str(), 1);
-}
-
-ScopedEnv::~ScopedEnv() {
-    if (had_) {
-        ::setenv(name_.c_str(), old_.c_str(), 1);
-    } else {
-        ::unsetenv(name_.c_str());
-    }
-}
-
-TempDir::TempDir(const std::string& prefix) {
-    std::vector<char> name(prefix.begin(), prefix.end());
-    for (const char c : std::string("XXXXXX")) name.push_back(c);
-    name.push_back('\0');
-    if (::mkdtemp(name.data()) == nullptr) tavo::sim::ThrowSystemError("mkdtemp failed", prefix + "XXXXXX");
-    path_ = name.data();
-}
-
-TempDir::~TempDir() {
-    tavo::sim::RemoveTree(path_);
-}
-
-SimEnv::SimEnv() : SimEnv([](tavo::sim::Simulator&) {}) {}
-
-SimEnv::SimEnv(const std::function<void(tavo::sim::Simulator&)>& beforeStart)
-    : sim_(std::make_unique<tavo::sim::Simulator>(dir_.Path())) {
+SimEnv::SimEnv() : sim_(std::make_unique<tavo::sim::Simulator>(dir_.Path())) {
     wlanfw_ = &sim_->Emplace<tavo::sim::wlanfw::WlanFirmwareComponent>();
-    beforeStart(*sim_);
     sim_->Start();
-    sim_->InstallStandIns(Binary());
+    sim_->InstallStandIns(TAVO_SIM_BINARY);
     root_ = std::make_unique<ScopedEnv>("TAVO_PLATFORM_ROOT", Root());
     const char* path = std::getenv("PATH");
     const std::string bin = Path(tavo::sim::path::kBin);
@@ -60,8 +26,11 @@ SimEnv::~SimEnv() {
     sim_->Stop();
 }
 
-std::string SimEnv::Binary() {
-    return TAVO_SIM_BINARY;
+bool SimEnv::LoadTestFirmware() {
+    using namespace std::chrono_literals;
+    if (!WriteFile(Path(tavo::sim::path::kFirmwareVariant), "rk720_t")) return false;
+    if (!WriteFile(Path(tavo::sim::path::kForceCrash), "0xDEADDEAD\n")) return false;
+    return sim_->WaitForFirmware("rk720_t", 10s);
 }
 
 }  // namespace testsupport

@@ -8,52 +8,19 @@
 // threads that read them, and one at a time.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
 
 #include "sim/simulator.h"
+#include "support/chores.h"
 #include "sim/wlanfw/wlanfw_component.h"
 
 namespace testsupport {
 
-// Sets an environment variable for a scope and restores it afterwards,
-// unset again if it was unset.
-class ScopedEnv {
-public:
-    ScopedEnv(std::string name, const std::string& value);
-    ~ScopedEnv();
-    ScopedEnv(const ScopedEnv&) = delete;
-    ScopedEnv& operator=(const ScopedEnv&) = delete;
-
-private:
-    std::string name_;
-    bool had_ = false;
-    std::string old_;
-};
-
-// A directory from mkdtemp, removed with everything below it at the end.
-class TempDir {
-public:
-    explicit TempDir(const std::string& prefix = "/tmp/tavo-sim-");
-    ~TempDir();
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-    const std::string& Path() const { return path_; }
-
-private:
-    std::string path_;
-};
-
 class SimEnv {
 public:
     SimEnv();
-    // `beforeStart` runs on the stopped simulator, to plug in components or
-    // set access points before anything starts.
-    explicit SimEnv(const std::function<void(tavo::sim::Simulator&)>& beforeStart);
     ~SimEnv();
-    SimEnv(const SimEnv&) = delete;
-    SimEnv& operator=(const SimEnv&) = delete;
 
     tavo::sim::Simulator& Sim() { return *sim_; }
     // The WLAN test firmware on root/dev/q7c3310udi0, registered in every
@@ -62,8 +29,10 @@ public:
     const std::string& Root() const { return dir_.Path(); }
     // A phone path ("/sys/...") under the root.
     std::string Path(const std::string& phonePath) const { return Root() + phonePath; }
-    // The tavo-sim program the stand-ins link to.
-    static std::string Binary();
+    // Puts the chip on its test firmware the way the driver's switch does,
+    // minus its one-second pauses: the variant, then the forced crash.
+    // False when the test firmware does not come up.
+    bool LoadTestFirmware();
 
 private:
     TempDir dir_;

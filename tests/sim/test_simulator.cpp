@@ -1,0 +1,503 @@
+// The chip simulator. Which control writes reload the firmware and what
+// they leave in the log, a reload the very next firmware request never
+// misses, components started in order and told of every reload, a start
+// that is a fresh boot (and one that fails undone), and its log. Then the
+// programs it installs and the files behind them: tavo-sim (the lines it
+// prints, running until a stop signal, its options), iw's scan text as the
+// library's scan reads it and iw's errors, ps rows as KillProcess reads them
+// over a hand-made proc directory, and the access point lines of iw's
+// control file.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <mutex>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "sim/access_point.h"
+#include "sim/component.h"
+#include "sim/firmware_loader.h"
+#include "sim/iw_scan.h"
+#include "sim/ps_tool.h"
+#include "sim/serve.h"
+#include "sim/simulator.h"
+#include "support/sim_env.h"
+#include "wlan_interface.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using tavo::sim::AccessPoint;
+using tavo::sim::SimLog;
+
+// A shell line run as the library's system() and popen() run theirs: its
+// exit status (-1 when it did not exit by itself) and what it wrote to
+// standard output and error.
+struct ShellResult { int status; std::string out; };
+ShellResult Sh(const std::string& line) {
+    FILE* pipe = ::popen(("{\n" + line + "\n} 2>&1").c_str(), "r");
+    if (pipe == nullptr) return {-1, ""};
+    std::string out;
+    char buffer[4096];
+    for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, n);
+    const int status = ::pclose(pipe);
+    return {status != -1 && WIFEXITED(status) ? WEXITSTATUS(status) : -1, out};
+}
+
+#define PARAMS "$TAVO_PLATFORM_ROOT/sys/module/"
+#define RESTART "$TAVO_PLATFORM_ROOT/proc/driver/rk720_clk0/restart"
+constexpr char kTest[] = "echo -n rk720_t > " PARAMS "tavo_rk/parameters/firmware_variant";
+constexpr char kNormal[] = "echo -n rk720 > " PARAMS "tavo_rk/parameters/firmware_variant";
+constexpr char kCrash[] = "echo 0xDEADDEAD > " PARAMS "tavo_bt/parameters/force_crash";
+// The firmware switch's last line, as the library runs it.
+constexpr char kRestart[] = "[ -f " RESTART " ] && echo Y > " RESTART;
+
+TEST(SimReload, WhatReloadsAndWhatDoesNot) {
+    // commands: each run to its end before the next, as the library runs them; logged: in the log file
+    struct Row { const char* what; std::vector<std::string> commands; const char* running; unsigned restarts, switches;
+                 const char* logged; } const rows[] = {
+        {"crash after the variant", {kTest, kCrash}, "rk720_t", 1, 1, "firmware: rk720 -> rk720_t (force_crash)"},
+        {"clock restart after the variant", {kTest, kRestart}, "rk720_t", 1, 1, "firmware: rk720 -> rk720_t (restart)"},
+        {"the variant alone", {"echo 1 > " PARAMS "tavo_wlan/parameters/EnableTestMode", kTest}, "rk720", 0, 0,
+         "param: tavo_wlan/EnableTestMode = 1\nparam: tavo_rk/firmware_variant = rk720_t\n"},
+        {"another crash value", {kTest, "echo 0xDEADBEEF > " PARAMS "tavo_bt/parameters/force_crash"}, "rk720", 0,
+         0, "param: tavo_bt/force_crash = 0xDEADBEEF\n"},
+        {"N to restart", {kTest, "echo N > " RESTART}, "rk720", 0, 0, "param: rk720_clk0/restart = N\n"},
+        {"restart without a new variant", {kRestart}, "rk720", 1, 0, "firmware: rk720 -> rk720 (restart)"},
+        {"a longer test variant", {"echo -n rk720_test2 > " PARAMS "tavo_rk/parameters/firmware_variant", kCrash},
+         "rk720_test2", 1, 1, "firmware: rk720 -> rk720_test2 (force_crash)"},
+        {"an empty variant leaves no firmware", {"echo -n > " PARAMS "tavo_rk/parameters/firmware_variant", kCrash},
+         "", 1, 1, "firmware: rk720 -> (none) (force_crash)"},
+        {"there and back", {kTest, kCrash, kNormal, kRestart}, "rk720", 2, 2, "firmware: rk720_t -> rk720 (restart)"},
+        // The directories are watched, so a file made anew is still seen.
+        {"force_crash removed and made again", {"rm " PARAMS "tavo_bt/parameters/force_crash", kTest, kCrash},
+         "rk720_t", 1, 1, "firmware: rk720 -> rk720_t (force_crash)"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        testsupport::SimEnv env;
+        for (const std::string& command : row.commands) {
+            ASSERT_EQ(Sh(command).status, 0) << command;
+            env.Sim().SettleReloads();
+        }
+        const tavo::sim::FirmwareStatus status = env.Sim().Firmware();
+        EXPECT_EQ(status.running + " " + std::to_string(status.restarts) + " " + std::to_string(status.switches),
+                  row.running + (" " + std::to_string(row.restarts)) + " " + std::to_string(row.switches));
+        EXPECT_EQ(env.Sim().TestFirmwareRunning(), std::string(row.running).rfind("rk720_t", 0) == 0);
+        const std::string log = testsupport::ReadFile(env.Path("/sim/log")).value_or("");
+        EXPECT_NE(log.find(row.logged), std::string::npos) << log;
+        EXPECT_EQ(log.find("firmware: ") != std::string::npos, row.restarts > 0);
+    }
+}
+
+TEST(SimReload, ParameterValues) {
+    const auto crash = tavo::sim::FirmwareLoader::IsCrashValue, truth = tavo::sim::FirmwareLoader::IsTrue;
+    for (const char* text : {"0xDEADDEAD\n", "0xdeaddead", "3735936685\n"}) EXPECT_TRUE(crash(text)) << text;
+    for (const char* text : {"0xDEADDEAD0", "-0xDEADDEAD", " 0xDEADDEAD", "", "Y\n"}) EXPECT_FALSE(crash(text)) << text;
+    for (const char* text : {"Y\n", "y", "1\n"}) EXPECT_TRUE(truth(text)) << text;
+    for (const char* text : {"N\n", "0", "", "0xDEADDEAD\n"}) EXPECT_FALSE(truth(text)) << text;
+}
+
+// The library sends its first request the moment the switch's last line
+// returns; the reload that line triggers must be done before the firmware
+// answers, or the parameters set now are forgotten at the next request.
+// The file watcher is held on the restart's line until the request is in,
+// so a firmware that answers before it acts on the reload fails every round.
+TEST(SimReload, RequestRightAfterTheClockRestartMeetsTheReloadedFirmware) {
+    std::atomic<uint64_t> requests{0};
+    testsupport::SimEnv env;
+    ASSERT_TRUE(env.LoadTestFirmware());
+    ASSERT_EQ(wlan_open_device(), 0) << wlan_get_last_error();
+    uint64_t mark = env.Sim().Log().Count();
+    ASSERT_EQ(wlan_select_radio(COMMSTEST_RADIO_1), 0) << "the firmware has seen a request before the first reload";
+    std::string answered = "select_radio_req -> 0x9112";
+    env.Sim().Log().SetObserver([&](const std::string& line) {
+        if (line != "param: rk720_clk0/restart = Y") return;
+        testsupport::WaitUntil([&] { return env.WlanFw().RequestCount(0x9007) > requests; }, 10s);
+    });
+    const CommstestMacAddress mac = {{0x02, 0, 0, 0, 0, 1}};
+    constexpr unsigned kRounds = 20;
+    for (unsigned i = 0; i < kRounds; ++i) {
+        SCOPED_TRACE(i);
+        // The exchange before is in the log: nothing else waits to write to it while the watcher is held.
+        ASSERT_TRUE(env.Sim().Log().WaitFor(answered, 10s, mark));
+        const unsigned restarts = env.Sim().Firmware().restarts;
+        requests = env.WlanFw().RequestCount(0x9007);
+        ASSERT_TRUE(testsupport::WriteFile(env.Path("/proc/driver/rk720_clk0/restart"), "Y\n"));
+        const uint16_t length = static_cast<uint16_t>(100 + i);
+        const int32_t code = wlan_set_tx_params(COMMSTEST_BW_20MHZ, COMMSTEST_POSITION_0, COMMSTEST_RATE_NONE, 2412, 0,
+                                                length, 4000000000u, COMMSTEST_TX_FLAG_BASE, COMMSTEST_REGDOMAIN_0,
+                                                COMMSTEST_TX_FLAGS2_NONE, COMMSTEST_HE_MODE_NONE, 0, 0);
+        ASSERT_EQ(code, 0) << wlan_get_last_error();
+        EXPECT_EQ(env.Sim().Firmware().restarts, restarts + 1) << "reloaded before the answer";
+        // The stream of the round before ended with the reload; the parameters just set hold.
+        mark = env.Sim().Log().Count();
+        answered = "tx_start_req -> 0x9104";
+        ASSERT_EQ(wlan_tx_start(0, COMMSTEST_TX_DATA_0, 0, mac, mac, mac), 0) << wlan_get_last_error();
+        EXPECT_EQ(env.WlanFw().TxParamsInForce().value_or(tavo::sim::wlanfw::SetTxParamsRequest{}).length, length);
+    }
+    env.Sim().Log().SetObserver(nullptr);
+    wlan_close_device();
+    const std::vector<std::string> lines = env.Sim().Log().Lines();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "wlanfw: firmware restarted; test state cleared"), long{kRounds});
+}
+
+struct Journal {
+    std::mutex mutex;  // the reload news come on the watcher's thread
+    std::vector<std::string> entries;
+    void Add(const std::string& entry) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        entries.push_back(entry);
+    }
+};
+
+class Recorder : public tavo::sim::Component {
+public:
+    Recorder(const char* name, Journal& journal, bool fail = false) : name_(name), journal_(journal), fail_(fail) {}
+    const char* Name() const override { return name_; }
+    void Start(const tavo::sim::SimContext& context) override {
+        if (fail_) throw std::runtime_error("cannot start");
+        const std::string variant = context.tree.Path("/sys/module/tavo_rk/parameters/firmware_variant");
+        journal_.Add(std::string("start ") + name_ + " " + testsupport::ReadFile(variant).value_or("none"));
+    }
+    void Stop() override { journal_.Add(std::string("stop ") + name_); }
+    void OnFirmwareRestart(const tavo::sim::FirmwareRestart& e) override {
+        journal_.Add(std::string("reload ") + name_ + " " + e.from + "->" + e.to + " " + tavo::sim::CauseName(e.cause));
+    }
+
+private:
+    const char* name_;
+    Journal& journal_;
+    bool fail_;
+};
+
+TEST(SimComponents, StartInOrderHearEveryReloadAndStopInReverse) {
+    Journal journal;
+    testsupport::TempDir dir;
+    {
+        tavo::sim::Simulator sim(dir / "root");
+        sim.Emplace<Recorder>("a", journal);
+        sim.Emplace<Recorder>("b", journal);
+        sim.Start();
+        EXPECT_THROW(sim.Emplace<Recorder>("late", journal), std::logic_error);
+        ASSERT_TRUE(testsupport::WriteFile(sim.Path("/sys/module/tavo_rk/parameters/firmware_variant"), "rk720_t"));
+        ASSERT_TRUE(testsupport::WriteFile(sim.Path("/sys/module/tavo_bt/parameters/force_crash"), "0xDEADDEAD\n"));
+        ASSERT_TRUE(sim.WaitForFirmware("rk720_t", 10s));
+        sim.Stop();
+        // Stopped: a write reaches nobody.
+        ASSERT_TRUE(testsupport::WriteFile(sim.Path("/proc/driver/rk720_clk0/restart"), "Y\n"));
+        sim.SettleReloads();
+        EXPECT_EQ(sim.Firmware().restarts, 1u);
+    }
+    EXPECT_EQ(journal.entries, (std::vector<std::string>{"start a rk720\n", "start b rk720\n",
+                                                         "reload a rk720->rk720_t force_crash",
+                                                         "reload b rk720->rk720_t force_crash", "stop b", "stop a"}));
+    // A start that fails stops what it started, and only that.
+    journal.entries.clear();
+    tavo::sim::Simulator sim(dir / "second");
+    sim.Emplace<Recorder>("a", journal);
+    sim.Emplace<Recorder>("broken", journal, true);
+    sim.Emplace<Recorder>("c", journal);
+    EXPECT_THROW(sim.Start(), std::runtime_error);
+    EXPECT_FALSE(sim.IsRunning());
+    EXPECT_EQ(journal.entries, (std::vector<std::string>{"start a rk720\n", "stop a"}));
+    EXPECT_TRUE(sim.Log().Contains("simulator: start failed"));
+    EXPECT_THROW(sim.AddComponent(nullptr), std::invalid_argument);
+}
+
+TEST(SimLifecycle, StartAgainBootsAfresh) {
+    testsupport::TempDir dir;
+    tavo::sim::Simulator sim(dir / "a/b/root/");
+    EXPECT_EQ(sim.Root(), dir / "a/b/root");
+    sim.Stop();  // never started
+    sim.Start();
+    EXPECT_THROW(sim.Start(), std::logic_error);
+    // What the library reads to decide its first steps.
+    const std::pair<const char*, const char*> boot[] = {{"/sys/module/tavo_rk/parameters/firmware_variant", "rk720\n"},
+                                                        {"/sys/module/tavo_bt/parameters/force_crash", "0\n"},
+                                                        {"/proc/driver/rk720_clk0/restart", "N\n"},
+                                                        {"/sys/class/net/wlan0/flags", "0x1002\n"}};
+    for (const auto& [path, value] : boot) ASSERT_TRUE(testsupport::WriteFile(sim.Path(path), "changed\n"));
+    sim.Stop();
+    sim.Stop();
+    EXPECT_FALSE(sim.IsRunning());
+    sim.Start();
+    for (const auto& [path, value] : boot) EXPECT_EQ(testsupport::ReadFile(sim.Path(path)), value) << path;
+    EXPECT_EQ(sim.RunningFirmware(), "rk720");
+    const std::string log = testsupport::ReadFile(sim.Path("/sim/log")).value_or("");
+    EXPECT_NE(log.find("simulator: stopped"), std::string::npos);
+    EXPECT_NE(log.rfind("simulator: started on " + sim.Root()), log.find("simulator: started on " + sim.Root()));
+}
+
+TEST(SimLog, OneCallIsOneLineInMemoryAndFile) {
+    testsupport::TempDir dir;
+    ASSERT_TRUE(testsupport::WriteFile(dir / "log", "earlier run\n"));
+    SimLog log(3);
+    std::vector<std::string> seen;
+    log.SetObserver([&seen](const std::string& line) { seen.push_back(line); });
+    log.OpenFile(dir / "log");
+    for (const char* line : {"plain", "two\nlines", "tab\tand\rreturn"}) log.Write(line);
+    log.Write(std::string(SimLog::kMaxLineLength + 10, 'x'));
+    log.CloseFile();
+    log.SetObserver(nullptr);
+    log.Write("memory only");
+    const std::vector<std::string> written = {"plain", "two\\x0alines", "tab\\x09and\\x0dreturn",
+                                              std::string(SimLog::kMaxLineLength, 'x') + "..."};
+    EXPECT_EQ(seen, written);
+    EXPECT_EQ(testsupport::ReadFile(dir / "log"),
+              "earlier run\n" + written[0] + "\n" + written[1] + "\n" + written[2] + "\n" + written[3] + "\n");
+    // Three kept in memory, five counted from 0.
+    EXPECT_EQ(log.Lines(), (std::vector<std::string>{written[2], written[3], "memory only"}));
+    EXPECT_EQ(log.Count(), 5u);
+    EXPECT_FALSE(log.Contains("plain"));
+    EXPECT_FALSE(log.WaitFor("memory only", std::chrono::milliseconds(0), 5));
+    EXPECT_THROW(log.OpenFile(dir / "missing/log"), std::runtime_error);
+}
+
+bool Has(const std::optional<std::string>& text, const std::string& part) {
+    return text && text->find(part) != std::string::npos;
+}
+
+TEST(SimProgram, RunsUntilSignalled) {
+    for (const int sig : {SIGTERM, SIGINT}) {
+        SCOPED_TRACE(sig);
+        testsupport::TempDir dir;
+        const std::string root = dir / "root";
+        testsupport::ChildProcess program({"sh", "-c", "exec " TAVO_SIM_BINARY " --quiet --ap "
+                                           "'02:00:00:00:00:01,2412,-40.5,Lab, floor 2' --root " + root + " > " +
+                                           (dir / "out")});
+        const std::string exports = "export TAVO_PLATFORM_ROOT=" + root + "\nexport PATH=" + root + "/bin:$PATH\n";
+        ASSERT_TRUE(testsupport::WaitUntil([&] { return testsupport::ReadFile(dir / "out") == exports; }, 20s));
+
+        // The printed lines are all a shell needs.
+        ASSERT_TRUE(testsupport::WriteFile(root + "/sys/class/net/wlan0/flags", "0x1003\n"));
+        const ShellResult scan = Sh(
+            "env -u TAVO_PLATFORM_ROOT sh -c '" + exports + "iw dev wlan0 scan; echo -n rk720_t > "
+            "$TAVO_PLATFORM_ROOT/sys/module/tavo_rk/parameters/firmware_variant; echo 0xDEADDEAD > "
+            "$TAVO_PLATFORM_ROOT/sys/module/tavo_bt/parameters/force_crash'");
+        EXPECT_TRUE(scan.status == 0 && Has(scan.out, "\tsignal: -40.50 dBm\n\tlast seen: 10 ms ago\n") &&
+                    Has(scan.out, "\tSSID: Lab, floor 2\n")) << scan.out;
+        const std::string log = root + "/sim/log", reloaded = "firmware: rk720 -> rk720_t (force_crash)";
+        EXPECT_TRUE(testsupport::WaitUntil([&] { return Has(testsupport::ReadFile(log), reloaded); }, 10s));
+
+        ::kill(program.Pid(), sig);
+        EXPECT_EQ(program.Wait(20s), std::optional<int>(0)) << "exited with 0";
+        const std::string text = testsupport::ReadFile(log).value_or("");
+        EXPECT_TRUE(Has(text, sig == SIGTERM ? "simulator: stopping on SIGTERM\n" : "simulator: stopping on SIGINT\n"));
+        EXPECT_EQ(text.substr(text.rfind("simulator: ")), "simulator: stopped\n");
+        // The tree stays for the developer to look at.
+        EXPECT_EQ(testsupport::ReadFile(root + "/sys/module/tavo_rk/parameters/firmware_variant"), "rk720_t");
+    }
+}
+
+TEST(SimProgram, UsageAndErrors) {
+    testsupport::TempDir dir;
+    ASSERT_TRUE(testsupport::WriteFile(dir / "file", "x"));
+    const std::string root = " " + dir.Path(), ap = "--ap 02:00:00:00:00:01";
+    struct Row { std::string args; int status; std::string text; } const rows[] = {
+        {"--help", 0, "  cut-bulk=N                      next confirm's bulk cut to N bytes\n"},
+        {"-h", 0, "--ap BSSID,FREQ,SIGNAL,SSID"}, {"", 2, "tavo-sim: no root directory given"},
+        {"--bogus" + root, 2, "tavo-sim: unknown option \"--bogus\""}, {"--root", 2, "tavo-sim: --root needs a value"},
+        {"--root=", 2, "tavo-sim: empty root directory"}, {root + root, 2, "only one root directory may be given"},
+        {ap + root, 2, "--ap wants BSSID,FREQ,SIGNAL,SSID"}, {ap + ",24x2,-40,x" + root, 2, "--ap: bad frequency"},
+        {ap + ",8000,-40,x" + root, 2, "--ap: bad frequency"}, {ap + ",2412,,x" + root, 2, "--ap: bad signal"},
+        {ap + ",2412,-45.5x,x" + root, 2, "--ap: bad signal"},
+        {"--ap nonsense,2412,-45,x" + root, 2, "--ap: bad BSSID"},
+        {"--wlanfw loud" + root, 1, "tavo-sim: --wlanfw loud: unknown wlanfw setting: loud"},
+        {"--root=/", 1, "tavo-sim: the simulator's root must not be /"}, {"--root=//", 1, "root must not be /"},
+        {"--root " + dir.Path() + "/file/below", 1, "tavo-sim: cannot create directory"},
+        {"--root " + dir.Path() + "/file", 1,
+         "tavo-sim: cannot create directory: " + dir.Path() + "/file: Not a directory"},
+    };
+    for (const Row& row : rows) {
+        const ShellResult r = Sh(TAVO_SIM_BINARY " " + row.args + " </dev/null");
+        EXPECT_EQ(r.status, row.status) << row.args << "\n" << r.out;
+        EXPECT_NE(r.out.find(row.text), std::string::npos) << row.args << "\n" << r.out;
+    }
+}
+
+// Roots the shell would read otherwise are quoted.
+TEST(SimProgram, ExportLinesQuoteWhatTheShellWouldRead) {
+    EXPECT_EQ(tavo::sim::ExportLines("/tmp/a b"),
+              "export TAVO_PLATFORM_ROOT='/tmp/a b'\nexport PATH='/tmp/a b/bin':\"$PATH\"\n");
+    EXPECT_EQ(tavo::sim::ExportLines("/tmp/it's"),
+              "export TAVO_PLATFORM_ROOT='/tmp/it'\\''s'\nexport PATH='/tmp/it'\\''s/bin':\"$PATH\"\n");
+}
+
+TEST(SimIw, ScanOutputAndErrors) {
+    // command: with its standard error; parts: in this order; controlFile: written over the access point list
+    struct Row { const char* what; std::vector<AccessPoint> aps; const char* flags; const char* command; int status;
+                 std::vector<std::string> parts; const char* controlFile = nullptr; } const rows[] = {
+        {"2.4 GHz entry", {{"02:00:00:00:00:0A", 2412, -45.5, "Home Net"}}, "0x1003", "iw dev wlan0 scan", 0,
+         {"BSS 02:00:00:00:00:0a(on wlan0)\n", "\tfreq: 2412\n", "\tsignal: -45.50 dBm\n", "\tSSID: Home Net\n",
+          "\tDS Parameter set: channel 1\n", "\tBSS Load:\n", "\t\t * station count: 3\n"}},
+        {"5 GHz entry without signal, SSID escaped",
+         {{"02:00:00:00:00:01", 2412, -40, "first"}, {"02:00:00:00:00:02", 5180, -70, " odd\tname\n\\ ", false}},
+         "0x1003", "iw dev wlan0 scan", 0,
+         {"\tsignal: -40.00 dBm\n", "\tSSID: first\n", "\nBSS 02:00:00:00:00:02(on wlan0)\n",
+          "\tfreq: 5180\n\tbeacon interval: 100 TUs\n\tcapability: ESS Privacy ShortSlotTime (0x0411)\n"
+          "\tlast seen: 40 ms ago\n\tInformation elements from Probe Response frame:\n"
+          "\tSSID: \\x20odd\\x09name\\x0a\\x5c\\x20\n\tSupported rates: 6.0*"}},
+        {"second entry past a mebibyte of padding",
+         {{"02:00:00:00:00:01", 2412, -40, "big", true, 0x100000}, {"02:00:00:00:00:02", 2437, -50, "beyond"}},
+         "0x1003", "iw dev wlan0 scan", 0,
+         {"\tSSID: big\n", "\nBSS 02:00:00:00:00:02(on wlan0)\n", "\tSSID: beyond\n"}},
+        {"interface down", {}, "0x1002", "iw dev wlan0 scan", 156, {"command failed: Network is down (-100)\n"}},
+        {"unknown interface", {}, "0x1003", "iw dev wlan9 scan", 237, {"command failed: No such device (-19)\n"}},
+        {"interface that leaves the tree", {}, "0x1003", "iw dev ../../.. scan", 237, {"No such device (-19)"}},
+        {"garbled flags", {}, "0xzz", "iw dev wlan0 scan", 251, {"command failed: Input/output error (-5)\n"}},
+        {"no root", {}, "0x1003", "env -u TAVO_PLATFORM_ROOT iw dev wlan0 scan", 1,
+         {"TAVO_PLATFORM_ROOT is not set"}},
+        {"another command", {}, "0x1003", "iw dev wlan0 link", 1, {"Usage:\tiw dev <devname> scan\n"}},
+        {"help", {}, "0x1003", "iw help", 0, {"Usage:"}},
+        {"bad control file", {}, "0x1003", "iw dev wlan0 scan", 1, {"access_points:3: bad frequency"},
+         "# comment\n02:00:00:00:00:01\t2412\t-40.00\t-\tgood\n02:00:00:00:00:02\t24x2\t-40\t-\tbad\n"},
+    };
+    testsupport::SimEnv env;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        env.Sim().SetAccessPoints(row.aps);
+        if (row.controlFile != nullptr) {
+            ASSERT_TRUE(testsupport::WriteFile(env.Path("/sim/access_points"), row.controlFile));
+        }
+        ASSERT_TRUE(testsupport::WriteFile(env.Path("/sys/class/net/wlan0/flags"), std::string(row.flags) + "\n"));
+        const ShellResult r = Sh(std::string(row.command) + " 2>&1");
+        EXPECT_EQ(r.status, row.status) << r.out.substr(0, 400);
+        size_t at = 0;
+        for (const std::string& part : row.parts) {
+            at = r.out.find(part, at);
+            ASSERT_NE(at, std::string::npos) << "missing or out of order: " << part << "\n" << r.out.substr(0, 2000);
+        }
+        // Entries start at a line's start; every other "BSS " (of "BSS Load:")
+        // stands behind a tab. Lines fit the library's 1024-byte reads.
+        EXPECT_EQ(r.out.find("\nBSS Load"), std::string::npos);
+        EXPECT_EQ(r.out.find("BSS ") == 0 || r.out.find("\nBSS ") != std::string::npos, !row.aps.empty());
+        for (size_t start = 0, end; start < r.out.size(); start = end + 1) {
+            end = r.out.find('\n', start);
+            ASSERT_NE(end, std::string::npos) << "output ends in a whole line";
+            ASSERT_LT(end - start + 1, 1024u);
+        }
+    }
+}
+
+// Padding is exactly the bytes asked for (in whole lines, as ScanOutputAndErrors checks).
+TEST(SimIw, PaddingIsExact) {
+    AccessPoint padded{"02:00:00:00:00:01", 2412, -40, "x"};
+    const size_t plain = tavo::sim::FormatScan({padded}, "wlan0").size();
+    for (const size_t padding : {size_t{1}, size_t{2}, size_t{161}, size_t{0x100000}}) {
+        padded.padding = padding;
+        EXPECT_EQ(tavo::sim::FormatScan({padded}, "wlan0").size(), plain + padding) << padding;
+    }
+}
+
+constexpr char kHeader[] = "USER      PID   PPID  VSIZE  RSS   WCHAN              PC  NAME\n";
+
+// The rows after the header without their first column (the host's user
+// name), blanks squeezed: "<pid> <ppid> <vsize> <rss> <wchan> <pc> <state> <name>".
+std::string Rows(const std::string& listing) {
+    std::istringstream lines(listing);
+    std::string line, out;
+    std::getline(lines, line);
+    while (std::getline(lines, line)) {
+        const auto blanks = [](char a, char b) { return a == ' ' && b == ' '; };
+        line.erase(std::unique(line.begin(), line.end(), blanks), line.end());
+        out += (out.empty() ? "" : "\n") + line.substr(line.find(' ') + 1);
+    }
+    return out;
+}
+
+TEST(SimPs, RowsFromProcEntries) {
+    std::string tail;  // stat fields 5 to 22
+    for (int field = 5; field <= 22; ++field) tail += " 0";
+    // 25 pages of resident memory, in KiB.
+    const std::string rss = std::to_string(25 * ::sysconf(_SC_PAGESIZE) / 1024);
+    const std::string sleepRow = "7 1 8000 " + rss + " do_nanosle 0000001000 S sleep";
+    const std::string plain = "7 (sleep) S 1" + tail + " 8192000 25 0 0 0 0 0 4096";
+    const std::string sleep30 = std::string("sleep\0" "30\0", 9), x = "7 (x) S 1" + tail + " ";
+    // out: as Rows gives them, or the error text
+    struct Row { const char* what; std::string stat, cmdline; std::vector<std::string> args; int status;
+                 std::string out; } const rows[] = {
+        {"plain", plain, sleep30, {}, 0, sleepRow},
+        {"full path stays", "7 (x) R 3" + tail + " 0 0", std::string("/usr/bin/x\0", 11), {}, 0,
+         "7 3 0 0 do_nanosle 0000000000 R /usr/bin/x"},
+        {"comm with ') ' inside, no command line", "7 (a) b (c) S 2" + tail + " 0 0", "", {}, 0,
+         "7 2 0 0 do_nanosle 0000000000 S a) b (c"},
+        {"control characters", x + "0 0", std::string("bad\nname\0", 9), {}, 0,
+         "7 1 0 0 do_nanosle 0000000000 S bad?name"},
+        {"vsize capped for %d readers", x + "99999999999999999 0", "x", {}, 0,
+         "7 1 2147483647 0 do_nanosle 0000000000 S x"},
+        {"stat cut short", "7 (x) S 1 0 0", "x", {}, 0, ""},
+        {"no parenthesis", "7 x S 1" + tail + " 0 0", "x", {}, 0, ""},
+        {"letters for numbers", "7 (x) S one" + tail + " 0 0", "x", {}, 0, ""},
+        {"by pid", plain, sleep30, {"7"}, 0, sleepRow},
+        {"another pid", plain, sleep30, {"77"}, 0, ""},
+        {"by the start of the name", plain, sleep30, {"sle"}, 0, sleepRow},
+        {"a longer name", plain, sleep30, {"sleepy"}, 0, ""},
+        {"an option", plain, sleep30, {"-ef"}, 1, "ps: unsupported arguments"},
+        {"two arguments", plain, sleep30, {"a", "b"}, 1, "ps: unsupported arguments"},
+    };
+    testsupport::TempDir proc;
+    ASSERT_EQ(::mkdir((proc / "7").c_str(), 0755), 0);
+    ASSERT_TRUE(testsupport::WriteFile(proc / "7/wchan", "do_nanosleep_with_long_name"));
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        ASSERT_TRUE(testsupport::WriteFile(proc / "7/stat", row.stat + "\n"));
+        ASSERT_TRUE(testsupport::WriteFile(proc / "7/cmdline", row.cmdline));
+        std::ostringstream out, err;
+        EXPECT_EQ(tavo::sim::PsMain(row.args, out, err, proc.Path()), row.status);
+        if (row.status != 0) {
+            EXPECT_NE(err.str().find(row.out), std::string::npos) << err.str();
+            continue;
+        }
+        EXPECT_EQ(out.str().substr(0, sizeof kHeader - 1), kHeader);
+        EXPECT_EQ(Rows(out.str()), row.out) << out.str();
+    }
+}
+
+TEST(SimAccessPoints, ControlFileLinesAndLimits) {
+    const std::string bssid = "02:00:00:00:00:01\t", rest = "\t-40\t-\tx";
+    const std::string ssid1024(AccessPoint::kMaxSsidLength, 's');
+    struct Row { std::string line; std::string outcome; } const rows[] = {
+        {"0A:0B:0C:0D:0E:0F\t5180\t-7.5\tnosignal,pad=2048\ta\\x09b\\x5cc\\x0ad\\xff e\\x00",
+         "0a:0b:0c:0d:0e:0f\t5180\t-7.50\tnosignal,pad=2048\ta\\x09b\\x5cc\\x0ad\\xff e\\x00"},
+        {bssid + "7200\t50\tpad=16777216\t" + ssid1024, bssid + "7200\t50.00\tpad=16777216\t" + ssid1024},
+        {bssid + "1\t-200\t-\t", bssid + "1\t-200.00\t-\t"},
+        {bssid + "2412\t-40\t-", "want 5"}, {"", "want 5"}, {"02:00:00:00:00\t2412" + rest, "bad BSSID"},
+        {"02-00-00-00-00-01\t2412" + rest, "bad BSSID"}, {"0g:00:00:00:00:01\t2412" + rest, "bad BSSID"},
+        {bssid + "0" + rest, "bad frequency"}, {bssid + "7201" + rest, "bad frequency"},
+        {bssid + "24x2" + rest, "bad frequency"}, {bssid + "99999999999999999999" + rest, "bad frequency"},
+        {bssid + "2412\t50.5\t-\tx", "bad signal"}, {bssid + "2412\t-200.5\t-\tx", "bad signal"},
+        {bssid + "2412\tnan\t-\tx", "bad signal"}, {bssid + "2412\t-inf\t-\tx", "bad signal"},
+        {bssid + "2412\t-40dBm\t-\tx", "bad signal"}, {bssid + "2412\t-40\tloud\tx", "bad option"},
+        {bssid + "2412\t-40\tpad=-1\tx", "bad option"}, {bssid + "2412\t-40\tpad=16777217\tx", "bad option"},
+        {bssid + "2412\t-40\t\tx", "bad option"}, {bssid + "2412\t-40\t-\t" + ssid1024 + "s", "SSID longer"},
+        {bssid + "2412" + rest + "\\x4", "bad escape"}, {bssid + "2412" + rest + "\\", "bad escape"},
+        {bssid + "2412" + rest + "\x01", "bad escape"},
+    };
+    for (const Row& row : rows) {
+        AccessPoint ap;
+        ap.ssid = "kept";
+        std::string error;
+        const bool ok = tavo::sim::DecodeAccessPoint(row.line, ap, error);
+        EXPECT_NE((ok ? tavo::sim::EncodeAccessPoint(ap) : error).find(row.outcome), std::string::npos)
+            << row.line.substr(0, 80) << " -> " << (ok ? "accepted" : error);
+        EXPECT_TRUE(ok || ap.ssid == "kept") << "a refused line changed the access point";
+    }
+    // The simulator refuses a list with one bad entry and keeps the one it had.
+    testsupport::SimEnv env;
+    const AccessPoint good{"02:00:00:00:00:01", 2412, -40, "x"}, bad{"02:00:00:00:00:01", 0, -40, "x"};
+    env.Sim().AddAccessPoint(good);
+    EXPECT_THROW(env.Sim().SetAccessPoints({good, bad}), std::invalid_argument);
+    EXPECT_THROW(env.Sim().AddAccessPoint(bad), std::invalid_argument);
+    EXPECT_EQ(env.Sim().AccessPoints().size(), 1u);
+}
+
+}  // namespace
