@@ -58,6 +58,19 @@ std::optional<std::vector<long long>> Numbers(const std::string& text, std::size
     return values;
 }
 
+// A value that is a number up to `max`, or `keyword` for "the true one"
+// (handed on as an empty optional). False when it is neither.
+template <typename T, typename Set>
+bool NumberOr(const std::string& text, const char* keyword, long long max, Set set) {
+    if (text == keyword) {
+        set(std::optional<T>());
+        return true;
+    }
+    const std::optional<long long> n = Number(text, 0, max);
+    if (n) set(std::optional<T>(static_cast<T>(*n)));
+    return n.has_value();
+}
+
 constexpr long long kU16 = 0xFFFF;
 constexpr long long kU32 = 0xFFFFFFFFLL;
 constexpr long long kI16Min = -32768;
@@ -141,19 +154,16 @@ const std::map<std::string, Apply>& Settings() {
              return n.has_value();
          }},
         {"rx-count-field", [](WlanFirmware& f, const std::string& v) {
-             const auto n = v == "counted" ? std::optional<long long>(-1) : Number(v, 0, kU16);
-             if (n) f.SetRxCountField(*n < 0 ? std::nullopt : std::make_optional(static_cast<std::uint16_t>(*n)));
-             return n.has_value();
+             return NumberOr<std::uint16_t>(v, "counted", kU16,
+                                  [&f](std::optional<std::uint16_t> n) { f.SetRxCountField(n); });
          }},
         {"mib-psid", [](WlanFirmware& f, const std::string& v) {
-             const auto n = v == "asked" ? std::optional<long long>(-1) : Number(v, 0, kU16);
-             if (n) f.SetMibPsid(*n < 0 ? std::nullopt : std::make_optional(static_cast<std::uint16_t>(*n)));
-             return n.has_value();
+             return NumberOr<std::uint16_t>(v, "asked", kU16,
+                                  [&f](std::optional<std::uint16_t> n) { f.SetMibPsid(n); });
          }},
         {"rx-interval", [](WlanFirmware& f, const std::string& v) {
-             const auto n = v == "elapsed" ? std::optional<long long>(-1) : Number(v, 0, kU32);
-             if (n) f.SetRxInterval(*n < 0 ? std::nullopt : std::make_optional(static_cast<std::uint32_t>(*n)));
-             return n.has_value();
+             return NumberOr<std::uint32_t>(v, "elapsed", kU32,
+                                  [&f](std::optional<std::uint32_t> n) { f.SetRxInterval(n); });
          }},
         {"rx-counts", [](WlanFirmware& f, const std::string& v) {
              const auto n = Numbers(v, 2, 0, kU32);
