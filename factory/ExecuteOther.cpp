@@ -49,15 +49,16 @@ void CCommandHandler::BuildScanResultString(const char* /*command*/, int type, C
         char digits[16];
         num2str(number, digits);
         const size_t nameLength = strnlen(name, sizeof node->name);
-        const size_t entry = nameLength + 1 + std::strlen(digits) + 1;
+        const size_t digitsLength = std::strlen(digits);
+        const size_t entry = nameLength + 1 + digitsLength + 1;
         // The last separator is dropped at the end, which leaves room for the NUL.
         const bool fits = length + entry <= kResultSize;
         if (fits) {
             std::memcpy(out + length, name, nameLength);
             length += nameLength;
             out[length++] = ',';
-            std::memcpy(out + length, digits, std::strlen(digits));
-            length += std::strlen(digits);
+            std::memcpy(out + length, digits, digitsLength);
+            length += digitsLength;
             out[length++] = ';';
         }
         delete node;
