@@ -42,6 +42,27 @@ void HCIPDU::set_ClassOfDevice(unsigned long offset, const ClassOfDevice& value)
     set_uint24(offset, static_cast<uint32_t>(value.get_class_of_device()));
 }
 
+unsigned long HCIPDU::copy_out(unsigned long offset, uint8_t* dst, unsigned long count) const {
+    const unsigned long held = offset < size() ? size() - offset : 0;
+    if (dst == nullptr || held == 0 || count == 0) {
+        return 0;
+    }
+    return get_uint8Array(dst, offset, count < held ? count : held);
+}
+
+void HCIPDU::copy_in(unsigned long offset, const uint8_t* src, unsigned long count, bool grow) {
+    if (src == nullptr) {
+        return;
+    }
+    if (grow) {
+        set_uint8Array(src, offset, count);
+        return;
+    }
+    for (unsigned long i = 0; i < count && offset + i < size(); ++i) {
+        set_uint8(offset + i, src[i]);
+    }
+}
+
 HCICommandPDU::HCICommandPDU(uint16_t opcode, unsigned long size) : HCIPDU(hci_channel, size) {
     set_op_code(opcode);
     set_parameter_length();
@@ -64,11 +85,10 @@ HCICommandCompletePDU::HCICommandCompletePDU(uint16_t opcode, unsigned long size
 }
 
 bool HCICommandCompletePDU::decompose(unsigned long* parameters, BadPDUReason&, unsigned long& index) const {
-    if (parameters != nullptr) {
-        parameters[1] = get_event_code();
-        parameters[2] = get_num_hci_command_pkts();
-        parameters[3] = get_op_code();
-        parameters[4] = get_status();
+    // Element 0 of the caller's array gives its room; nothing is written past it.
+    const unsigned long standard[5] = {0, get_event_code(), get_num_hci_command_pkts(), get_op_code(), get_status()};
+    for (unsigned long i = 1; parameters != nullptr && i < 5 && i < parameters[0]; ++i) {
+        parameters[i] = standard[i];
     }
     index = 5;
     return true;

@@ -34,6 +34,13 @@ public:
     void set_BluetoothDeviceAddress(unsigned long offset, const BluetoothDeviceAddress& address);
     ClassOfDevice get_ClassOfDevice(unsigned long offset) const;
     void set_ClassOfDevice(unsigned long offset, const ClassOfDevice& value);
+
+protected:
+    // Byte fields of the generated classes: copy_out copies what the packet holds
+    // of count bytes from offset and answers how many; copy_in writes inside the
+    // packet only, or grows it to fit when asked.
+    unsigned long copy_out(unsigned long offset, uint8_t* dst, unsigned long count) const;
+    void copy_in(unsigned long offset, const uint8_t* src, unsigned long count, bool grow);
 };
 
 class HCICommandPDU : public HCIPDU {
@@ -82,7 +89,8 @@ public:
     ~HCICommandCompletePDU() override;
 
     // Writes event code, packet count, opcode and status to elements 1 to 4 of a
-    // non-null array and leaves index at 5; the return classes go on from there.
+    // non-null array, within the room its element 0 gives, and leaves index at
+    // 5; the return classes go on from there.
     virtual bool decompose(unsigned long* parameters, BadPDUReason& reason, unsigned long& index) const;
 
     uint8_t get_num_hci_command_pkts() const { return get_uint8(2); }

@@ -4,7 +4,7 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ clang libgtest-dev libgmock-dev libbenchmark-dev
-          python3 openjdk-17-jdk-headless)
+          python3 openjdk-17-jdk-headless tshark)
 
 missing=()
 for p in "${packages[@]}"; do
@@ -16,6 +16,9 @@ if [ ${#missing[@]} -gt 0 ]; then
   SUDO=""
   [ "$(id -u)" -eq 0 ] || SUDO="sudo"
   export DEBIAN_FRONTEND=noninteractive
+  # tshark decodes the generated HCI commands in the tests; it needs no
+  # capture rights, so its setuid helper stays off.
+  echo "wireshark-common wireshark-common/install-setuid boolean false" | $SUDO debconf-set-selections
   $SUDO apt-get update -qq
   $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
 fi

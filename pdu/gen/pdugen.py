@@ -24,21 +24,12 @@ import os
 import re
 import sys
 
-CPP_KEYWORDS = {
-    "and", "auto", "bool", "break", "case", "char", "class", "const", "default", "delete", "do", "double",
-    "else", "enum", "explicit", "float", "for", "friend", "goto", "if", "int", "long", "namespace", "new",
-    "not", "operator", "or", "private", "protected", "public", "register", "return", "short", "signed",
-    "sizeof", "static", "struct", "switch", "template", "this", "throw", "try", "typedef", "union",
-    "unsigned", "virtual", "void", "volatile", "while", "xor",
-}
+import hcigen
+from tables import CPP_KEYWORDS, TableError, read_hci, read_rows
 
 HEADER_BYTES = 10
 MINIMUM_BYTES = 18
 RADIOTEST_VARID = 0x5004
-
-
-class TableError(Exception):
-    pass
 
 
 # ---------------------------------------------------------------------------
@@ -84,23 +75,6 @@ class Row:
 
     def field(self, name):
         return next((f for f in self.fields if f.name == name), None)
-
-
-def read_rows(path):
-    """Reads a table into logical rows of words; an indented line continues a row."""
-    rows = []
-    with open(path, encoding="utf-8") as table:
-        for number, line in enumerate(table, 1):
-            text = line.split("#", 1)[0].rstrip()
-            if not text:
-                continue
-            if line[0].isspace():
-                if not rows:
-                    raise TableError(f"{path}:{number}: continuation before any row")
-                rows[-1][1].extend(text.split())
-            else:
-                rows.append((f"{path}:{number}", text.split()))
-    return rows
 
 
 def check_unique(rows, what):
@@ -688,6 +662,79 @@ def radiotest_test(rows):
     return out
 
 
+
+
+# ---------------------------------------------------------------------------
+# Vendor classes in the command factory: fields from and to a parameter array
+
+def vendor_factory(rows):
+    """CreateVendorFields and DecomposeVendorFields, one case per varid."""
+    create = ["bool CreateVendorFields(uint16_t varid, const unsigned long* parameters, TSCMD_PDU& result) {",
+              "    const unsigned long count = parameters[0];",
+              "    unsigned long e = 4;  // the element of the next field",
+              "    (void)count;",
+              "    switch (varid) {"]
+    decompose = ["bool DecomposeVendorFields(const TSCMD_PDU& pdu, unsigned long* parameters, unsigned long& index) {",
+                 "    ArrayWriter out(parameters, index);",
+                 "    switch (pdu.get_varid()) {"]
+    for row in rows:
+        if "carrier" in row.flags:
+            continue  # the radio tests have their own array side
+        cls = vendor_class_name(row)
+        create += [f"    case 0x{row.code:04x}: {{", f"        {cls} v;"]
+        decompose += [f"    case 0x{row.code:04x}: {{", f"        const {cls} v(pdu);"]
+        for f in row.fields:
+            if f.kind == "bytes":
+                continue
+            if not f.is_array:
+                t = c_type(f.kind)
+                create.append(f"        if (count > e) v.set_{f.name}(static_cast<{t}>(parameters[e]));")
+                create.append("        ++e;")
+                get = f"v.get_{f.name}()"
+                if f.kind == "i16":
+                    get = f"static_cast<unsigned long>(static_cast<long>({get}))"
+                decompose.append(f"        out.put({get});")
+                continue
+            t = c_type(f.kind)
+            width = f.element_bytes
+            getter = {"u8": "get_uint16", "u16": "get_uint16", "u32": "get_uint32"}[f.kind]
+            mask = " & 0xFF" if f.kind == "u8" else ""
+            if f.count_field:
+                n = f"{f.per_count}ul * v.get_{f.count_field}()" if f.per_count > 1 else f"v.get_{f.count_field}()"
+                create += ["        {",
+                           f"            const unsigned long n = {n};",
+                           f"            std::vector<{t}> values(n);",
+                           "            for (unsigned long i = 0; i < n && e + i < count; ++i) {",
+                           f"                values[i] = static_cast<{t}>(parameters[e + i]);",
+                           "            }",
+                           f"            v.set_{f.name}(values.data(), v.get_{f.count_field}());",
+                           "            e += n;",
+                           "        }"]
+                decompose += ["        {",
+                              f"            const unsigned long n = {n};"]
+            else:
+                create += ["        {",
+                           "            const unsigned long n = count > e ? count - e : 0;",
+                           f"            std::vector<{t}> values(n);",
+                           "            for (unsigned long i = 0; i < n; ++i) {",
+                           f"                values[i] = static_cast<{t}>(parameters[e + i]);",
+                           "            }",
+                           f"            v.set_{f.name}(values.data(), n);",
+                           "            e += n;",
+                           "        }"]
+                decompose += ["        {",
+                              f"            const unsigned long n = v.size() > {f.offset} ? "
+                              f"(v.size() - {f.offset}) / {width} : 0;"]
+            decompose += ["            for (unsigned long i = 0; i < n; ++i) {",
+                          f"                out.put(v.{getter}({f.offset} + {width} * i){mask});",
+                          "            }",
+                          "        }"]
+        create += ["        result = v;", "        return true;", "    }"]
+        decompose += ["        return out.ok();", "    }"]
+    create += ["    default:", "        return false;", "    }", "}"]
+    decompose += ["    default:", "        return false;", "    }", "}"]
+    return create + [""] + decompose
+
 # ---------------------------------------------------------------------------
 # Files
 
@@ -780,14 +827,32 @@ def write_if_changed(path, lines):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
-    parser.add_argument("--vendor", required=True)
-    parser.add_argument("--radiotest", required=True)
-    parser.add_argument("--out", required=True)
+    parser.add_argument("--vendor")
+    parser.add_argument("--radiotest")
+    parser.add_argument("--commands")
+    parser.add_argument("--returns")
+    parser.add_argument("--events")
+    parser.add_argument("--out")
+    parser.add_argument("--check", nargs=2, metavar=("FAMILY", "TABLE"),
+                        help="only read and check an HCI table: FAMILY is cmd, ret or evt")
     args = parser.parse_args()
+    if args.check:
+        try:
+            rows = read_hci(args.check[1], args.check[0])
+        except (TableError, ValueError, KeyError) as error:
+            print(f"pdugen: {error}", file=sys.stderr)
+            return 1
+        print(f"{len(rows)} rows, {sum(len(r.fields) for r in rows)} fields: fine")
+        return 0
+    if not all((args.vendor, args.radiotest, args.commands, args.returns, args.events, args.out)):
+        parser.error("every table and --out are needed to generate")
     try:
         vendor = read_vendor(args.vendor)
         radiotest = read_radiotest(args.radiotest)
-    except (TableError, ValueError) as error:
+        hci = {family: read_hci(path, family)
+               for family, path in (("cmd", args.commands), ("ret", args.returns), ("evt", args.events))}
+        hcigen.check_codes(hci)
+    except (TableError, ValueError, KeyError) as error:
         print(f"pdugen: {error}", file=sys.stderr)
         return 1
     carriers = [r for r in vendor if "carrier" in r.flags]
@@ -802,6 +867,15 @@ def main():
     write_if_changed(os.path.join(args.out, "pdu", "radiotest_pdus.cpp"), source)
     write_if_changed(os.path.join(args.out, "tests", "tscmd_pdus_test.cpp"), vendor_test(vendor))
     write_if_changed(os.path.join(args.out, "tests", "radiotest_pdus_test.cpp"), radiotest_test(radiotest))
+    for family, rows in hci.items():
+        header, source = hcigen.family_files(family, rows)
+        stem = hcigen.FILE_STEM[family]
+        write_if_changed(os.path.join(args.out, "pdu", f"{stem}.h"), header)
+        write_if_changed(os.path.join(args.out, "pdu", f"{stem}.cpp"), source)
+        write_if_changed(os.path.join(args.out, "tests", f"{stem}_test.cpp"), hcigen.family_test(family, rows))
+    dispatch = hcigen.dispatch_source(hci["cmd"], hci["ret"], hci["evt"], vendor, vendor_class_name)
+    dispatch += [""] + vendor_factory(vendor)
+    write_if_changed(os.path.join(args.out, "pdu", "gen_cmd_pa.cpp"), dispatch)
     return 0
 
 

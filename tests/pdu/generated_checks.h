@@ -40,3 +40,17 @@ inline void ExpectArray(const std::vector<unsigned long>& got, unsigned long fro
         ++i;
     }
 }
+
+// A command built from a full array, and the first address in it as a decoder
+// prints it (null when it has none).
+struct InteropCase {
+    uint16_t opcode;
+    const char* name;
+    std::vector<unsigned long> array;
+    const char* address;
+};
+
+// Builds every case through the factory, writes them to a btsnoop file, and
+// has tshark read it: no packet may be malformed or carry another opcode, and
+// each address must read as built.
+void CheckCommandsWithDecoder(const InteropCase* cases, unsigned long count);
