@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <memory>
+#include <set>
+#include <string>
 #include <vector>
 
 #include "pdu/hci_commands.h"
@@ -232,6 +234,20 @@ TEST(PacketViews, CountedPacketsAreTheSizeTheirCountsSay) {
     for (const Row& r : rows) {
         EXPECT_EQ(r.got, r.expected) << r.name;
     }
+}
+
+TEST(PacketViews, NoTwoClassesOfAFamilyShareANameOrACode) {
+    std::set<std::string> names;
+    std::set<std::pair<std::string, uint16_t>> codes;
+    for (unsigned long i = 0; i < kPacketClassCount; ++i) {
+        const PacketClassInfo& c = kPacketClasses[i];
+        SCOPED_TRACE(c.class_name);
+        EXPECT_TRUE(names.insert(c.class_name).second);
+        // The two CIG parameter returns share their opcode; a reply is read as the first.
+        const bool shared = std::string(c.name) == "ULP_SET_CIG_PARAMETERS_TEST";
+        EXPECT_TRUE(codes.insert({c.family, c.code}).second || shared);
+    }
+    EXPECT_EQ(names.size(), 285u + 147u + 62u + 323u);
 }
 
 TEST(PacketViews, ReadAnyPacketWithoutComplaint) {
