@@ -13,6 +13,8 @@
 #include <exception>
 #include <stdexcept>
 
+#include "sim/btctl/btctl_component.h"
+#include "sim/btctl/settings_text.h"
 #include "sim/fs_util.h"
 #include "sim/simulator.h"
 #include "sim/wlanfw/settings_text.h"
@@ -80,7 +82,8 @@ bool OptionValue(const std::vector<std::string>& args, size_t& i, const std::str
 }  // namespace
 
 std::string ServeUsage() {
-    return "Usage: tavo-sim [--quiet] [--ap BSSID,FREQ,SIGNAL,SSID]... [--wlanfw SETTING]... --root DIR\n"
+    return "Usage: tavo-sim [--quiet] [--ap BSSID,FREQ,SIGNAL,SSID]... [--wlanfw SETTING]...\n"
+           "                [--btctl SETTING]... --root DIR\n"
            "       tavo-sim [options] DIR\n"
            "       tavo-sim --help\n"
            "\n"
@@ -88,8 +91,9 @@ std::string ServeUsage() {
            "missing) until SIGINT or SIGTERM, so that the factory library and its tools\n"
            "run on a workstation. DIR receives the kernel parameters, the driver's control\n"
            "files, the interface flags and the firmware log ring as after a fresh boot\n"
-           "(normal firmware rk720, wlan0 down); DIR/bin receives the stand-ins for iw and\n"
-           "ps; DIR/sim/log receives the simulator's log. Writing 0xDEADDEAD to\n"
+           "(normal firmware rk720, wlan0 down); DIR/dev/tavo_h4_0 links to the Bluetooth\n"
+           "controller's pseudo-terminal; DIR/bin receives the stand-ins for iw and ps;\n"
+           "DIR/sim/log receives the simulator's log. Writing 0xDEADDEAD to\n"
            "force_crash or Y to the clock's restart file reloads the firmware with the\n"
            "variant in firmware_variant. DIR is left in place on exit.\n"
            "\n"
@@ -108,6 +112,9 @@ std::string ServeUsage() {
            "                    (it answers only while the test variant runs); repeat\n"
            "                    for more. Settings:\n" +
            wlanfw::SettingsUsage() +
+           "  --btctl SETTING   steers the Bluetooth controller on DIR/dev/tavo_h4_0 (H4,\n"
+           "                    HCI answers, the vendor channel); repeat for more. Settings:\n" +
+           btctl::SettingsUsage() +
            "  -q, --quiet       no log lines on standard error\n"
            "  -h, --help        this text\n";
 }
@@ -184,6 +191,11 @@ bool ParseServeOptions(const std::vector<std::string>& args, ServeOptions& optio
             parsed.wlanfw.push_back(value);
             continue;
         }
+        if (!OptionValue(args, i, "--btctl", value, matched, error)) return false;
+        if (matched) {
+            parsed.btctl.push_back(value);
+            continue;
+        }
         if (!OptionValue(args, i, "--ap", value, matched, error)) return false;
         if (matched) {
             AccessPoint ap;
@@ -248,6 +260,13 @@ int ServeMain(const std::vector<std::string>& args, std::ostream& out, std::ostr
             std::string invalid;
             if (!wlanfw::ApplySetting(wlan.Firmware(), setting, invalid)) {
                 throw std::runtime_error("--wlanfw " + setting + ": " + invalid);
+            }
+        }
+        auto& bt = sim.Emplace<btctl::BtControllerComponent>();
+        for (const std::string& setting : options.btctl) {
+            std::string invalid;
+            if (!btctl::ApplySetting(bt.Controller(), setting, invalid)) {
+                throw std::runtime_error("--btctl " + setting + ": " + invalid);
             }
         }
         sim.Start();

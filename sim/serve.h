@@ -14,6 +14,7 @@ struct ServeOptions {
     std::string root;
     std::vector<AccessPoint> aps;
     std::vector<std::string> wlanfw;  // settings for the WLAN test firmware
+    std::vector<std::string> btctl;   // settings for the Bluetooth controller
     bool quiet = false;  // no log lines on standard error
     bool help = false;
 };

@@ -16,6 +16,8 @@
 #include <vector>
 
 #include "WiFiBtFactoryService.h"
+#include "sim/btctl/btctl_component.h"
+#include "sim/btctl/settings_text.h"
 #include "sim/simulator.h"
 #include "sim/wlanfw/settings_text.h"
 #include "sim/wlanfw/wlanfw_component.h"
@@ -25,7 +27,7 @@ namespace {
 void Usage(FILE* out) {
     std::fputs(
         "usage: wlbt [-v] [-t TIMEOUT] [--sim] [--keep-root] [--wlanfw SETTING]...\n"
-        "            [--debug STATEMENT] [--debug-file PATH] [COMMAND...]\n"
+        "            [--btctl SETTING]... [--debug STATEMENT] [--debug-file PATH] [COMMAND...]\n"
         "\n"
         "Forwards AT commands to the WLAN/Bluetooth factory-test service and prints\n"
         "each result string and return code. Without COMMAND arguments, commands are\n"
@@ -37,6 +39,7 @@ void Usage(FILE* out) {
         "              the length of the run (TAVO_PLATFORM_ROOT and PATH point at it)\n"
         "  --keep-root leave the simulator's root in place and print where it is\n"
         "  --wlanfw S  steer the simulated WLAN firmware (with --sim); see tavo-sim --help\n"
+        "  --btctl S   steer the simulated Bluetooth controller (with --sim); see tavo-sim --help\n"
         "  --debug STATEMENT  switch the library's tracing on (sets TAVO_DEBUGLEVEL), e.g.\n"
         "              'full', 'basic', 'enhanced', 'standard' or a list such as\n"
         "              'full:commstest,basic:all'; trace lines go to standard error\n"
@@ -90,10 +93,13 @@ int Forward(const std::string& command, int timeout) {
 }  // namespace
 
 // The chip simulator for one run of the tool: a temporary root, the
-// simulator with its WLAN firmware, and the environment pointed at it.
+// simulator with its WLAN firmware and Bluetooth controller, and the
+// environment pointed at it.
 class SimulatorRun {
 public:
-    SimulatorRun(bool verbose, bool keepRoot, const std::vector<std::string>& settings) : keep_(keepRoot) {
+    SimulatorRun(bool verbose, bool keepRoot, const std::vector<std::string>& settings,
+                 const std::vector<std::string>& btSettings)
+        : keep_(keepRoot) {
         char tmpl[] = "/tmp/wlbt-sim-XXXXXX";
         if (mkdtemp(tmpl) == nullptr) throw std::runtime_error("cannot make a temporary root");
         root_ = tmpl;
@@ -106,6 +112,13 @@ public:
             std::string error;
             if (!tavo::sim::wlanfw::ApplySetting(wlan.Firmware(), setting, error)) {
                 throw std::runtime_error("--wlanfw " + setting + ": " + error);
+            }
+        }
+        auto& bt = sim_->Emplace<tavo::sim::btctl::BtControllerComponent>();
+        for (const std::string& setting : btSettings) {
+            std::string error;
+            if (!tavo::sim::btctl::ApplySetting(bt.Controller(), setting, error)) {
+                throw std::runtime_error("--btctl " + setting + ": " + error);
             }
         }
         sim_->Start();
@@ -140,12 +153,14 @@ int main(int argc, char** argv) {
     bool sim = false;
     bool keepRoot = false;
     std::vector<std::string> settings;
+    std::vector<std::string> btSettings;
     const char* debugStatement = nullptr;
     const char* debugFile = nullptr;
-    enum { kOptSim = 1000, kOptKeepRoot, kOptWlanfw, kOptDebug, kOptDebugFile };
+    enum { kOptSim = 1000, kOptKeepRoot, kOptWlanfw, kOptBtctl, kOptDebug, kOptDebugFile };
     static const struct option kLong[] = {{"sim", no_argument, nullptr, kOptSim},
                                           {"keep-root", no_argument, nullptr, kOptKeepRoot},
                                           {"wlanfw", required_argument, nullptr, kOptWlanfw},
+                                          {"btctl", required_argument, nullptr, kOptBtctl},
                                           {"debug", required_argument, nullptr, kOptDebug},
                                           {"debug-file", required_argument, nullptr, kOptDebugFile},
                                           {"help", no_argument, nullptr, 'h'},
@@ -159,13 +174,14 @@ int main(int argc, char** argv) {
             case kOptSim: sim = true; break;
             case kOptKeepRoot: keepRoot = true; break;
             case kOptWlanfw: settings.push_back(optarg); break;
+            case kOptBtctl: btSettings.push_back(optarg); break;
             case kOptDebug: debugStatement = optarg; break;
             case kOptDebugFile: debugFile = optarg; break;
             default: Usage(stderr); return 2;
         }
     }
-    if (!sim && (keepRoot || !settings.empty())) {
-        std::fprintf(stderr, "wlbt: --keep-root and --wlanfw go with --sim\n");
+    if (!sim && (keepRoot || !settings.empty() || !btSettings.empty())) {
+        std::fprintf(stderr, "wlbt: --keep-root, --wlanfw and --btctl go with --sim\n");
         return 2;
     }
     // The host log implementation reads TAVO_LOG on its first line.
@@ -178,7 +194,7 @@ int main(int argc, char** argv) {
     std::unique_ptr<SimulatorRun> simulator;
     if (sim) {
         try {
-            simulator = std::make_unique<SimulatorRun>(verbose, keepRoot, settings);
+            simulator = std::make_unique<SimulatorRun>(verbose, keepRoot, settings, btSettings);
         } catch (const std::exception& e) {
             std::fprintf(stderr, "wlbt: %s\n", e.what());
             return 2;

@@ -312,6 +312,8 @@ TEST(SimProgram, UsageAndErrors) {
         {ap + ",2412,-45.5x,x" + root, 2, "--ap: bad signal"},
         {"--ap nonsense,2412,-45,x" + root, 2, "--ap: bad BSSID"},
         {"--wlanfw loud" + root, 1, "tavo-sim: --wlanfw loud: unknown wlanfw setting: loud"},
+        {"--btctl loud" + root, 1, "tavo-sim: --btctl loud: unknown btctl setting: loud"},
+        {"--help", 0, "  --btctl SETTING   steers the Bluetooth controller on DIR/dev/tavo_h4_0"},
         {"--root=/", 1, "tavo-sim: the simulator's root must not be /"}, {"--root=//", 1, "root must not be /"},
         {"--root " + dir.Path() + "/file/below", 1, "tavo-sim: cannot create directory"},
         {"--root " + dir.Path() + "/file", 1,

@@ -12,6 +12,7 @@ namespace testsupport {
 
 SimEnv::SimEnv() : sim_(std::make_unique<tavo::sim::Simulator>(dir_.Path())) {
     wlanfw_ = &sim_->Emplace<tavo::sim::wlanfw::WlanFirmwareComponent>();
+    btctl_ = &sim_->Emplace<tavo::sim::btctl::BtControllerComponent>();
     sim_->Start();
     sim_->InstallStandIns(TAVO_SIM_BINARY);
     root_ = std::make_unique<ScopedEnv>("TAVO_PLATFORM_ROOT", Root());

@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 
+#include "sim/btctl/btctl_component.h"
 #include "sim/simulator.h"
 #include "support/chores.h"
 #include "sim/wlanfw/wlanfw_component.h"
@@ -26,6 +27,9 @@ public:
     // The WLAN test firmware on root/dev/q7c3310udi0, registered in every
     // SimEnv; it answers while the test variant runs.
     tavo::sim::wlanfw::WlanFirmware& WlanFw() { return wlanfw_->Firmware(); }
+    // The Bluetooth controller on root/dev/tavo_h4_0, registered in every
+    // SimEnv: steer it and read back what the host sent.
+    tavo::sim::btctl::BtController& BtCtl() { return btctl_->Controller(); }
     const std::string& Root() const { return dir_.Path(); }
     // A phone path ("/sys/...") under the root.
     std::string Path(const std::string& phonePath) const { return Root() + phonePath; }
@@ -38,6 +42,7 @@ private:
     TempDir dir_;
     std::unique_ptr<tavo::sim::Simulator> sim_;
     tavo::sim::wlanfw::WlanFirmwareComponent* wlanfw_ = nullptr;
+    tavo::sim::btctl::BtControllerComponent* btctl_ = nullptr;
     std::unique_ptr<ScopedEnv> root_;
     std::unique_ptr<ScopedEnv> path_;
 };

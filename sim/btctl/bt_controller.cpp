@@ -1,0 +1,487 @@
+#include "sim/btctl/bt_controller.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+#include "sim/btctl/h4_reader.h"
+#include "sim/btctl/vendor_answer.h"
+
+namespace tavo::sim::btctl {
+namespace {
+
+constexpr std::size_t kReadChunk = 4096;
+// HangUp waits for the serving thread at most this long; it only ever
+// waits for a write or a poll to return.
+constexpr std::chrono::seconds kHangUpBound{5};
+
+std::string Count(std::size_t n, const char* what) { return std::to_string(n) + " " + what; }
+
+}  // namespace
+
+BtController::~BtController() { Stop(); }
+
+void BtController::Start(ControllerHost host) {
+    std::lock_guard<std::mutex> lock(lifecycle_);
+    if (thread_.joinable()) throw std::runtime_error("btctl: already running");
+    if (!host.log) throw std::runtime_error("btctl: the host gives no log");
+    int fds[2];
+    if (::pipe2(fds, O_CLOEXEC | O_NONBLOCK) != 0) {
+        throw std::runtime_error(std::string("btctl: pipe: ") + std::strerror(errno));
+    }
+    UniqueFd wakeRead(fds[0]), wakeWrite(fds[1]);
+    auto line = std::make_unique<PtyLine>(host.linkPath);
+    {
+        std::lock_guard<std::mutex> state(mutex_);
+        stopRequested_ = false;
+        lineUp_ = true;
+        slavePath_ = line->SlavePath();
+    }
+    host_ = std::move(host);
+    line_ = std::move(line);
+    wakeRead_ = std::move(wakeRead);
+    wakeWrite_ = std::move(wakeWrite);
+    tunnel_ = TunnelReassembler();
+    thread_ = std::thread([this] { Run(); });
+}
+
+void BtController::Stop() noexcept {
+    std::lock_guard<std::mutex> lock(lifecycle_);
+    if (!thread_.joinable()) return;
+    {
+        std::lock_guard<std::mutex> state(mutex_);
+        stopRequested_ = true;
+    }
+    Wake();
+    thread_.join();
+    line_.reset();
+    wakeRead_.Reset();
+    wakeWrite_.Reset();
+    std::lock_guard<std::mutex> state(mutex_);
+    lineUp_ = false;
+    hangUpRequested_ = false;  // the line is closed all the same
+    hungUp_.notify_all();
+}
+
+bool BtController::Running() const {
+    std::lock_guard<std::mutex> lock(lifecycle_);
+    return thread_.joinable();
+}
+
+bool BtController::LineUp() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return lineUp_;
+}
+
+std::string BtController::SlavePath() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return slavePath_;
+}
+
+void BtController::Log(const std::string& line) const { host_.log("btctl: " + line); }
+
+void BtController::Wake() {
+    const char byte = 1;
+    // A full pipe is as good as a written byte: the thread is awake anyway.
+    const ssize_t written = ::write(wakeWrite_.Get(), &byte, 1);
+    static_cast<void>(written);
+}
+
+BtController::Flow BtController::OnWake() {
+    char drain[64];
+    while (::read(wakeRead_.Get(), drain, sizeof drain) > 0) {
+    }
+    bool hangUp = false;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (stopRequested_) return Flow::kStop;
+        hangUp = hangUpRequested_;
+    }
+    if (!hangUp) return Flow::kGoOn;
+    LineDown();
+    return Flow::kLineDown;
+}
+
+void BtController::LineDown() {
+    if (line_->Up()) {
+        line_->HangUp();
+        Log("hang-up (line closed)");
+    }
+    std::lock_guard<std::mutex> lock(mutex_);
+    lineUp_ = false;
+    hangUpRequested_ = false;
+    cutNext_ = false;
+    hungUp_.notify_all();
+}
+
+void BtController::Run() {
+    if (OnWake() == Flow::kStop) return;  // a hang-up asked for before Start
+    H4Reader reader;
+    std::vector<std::uint8_t> chunk(kReadChunk);
+    std::vector<H4Item> items;
+    for (;;) {
+        struct pollfd fds[2] = {{wakeRead_.Get(), POLLIN, 0}, {line_->Master(), POLLIN, 0}};
+        if (::poll(fds, line_->Up() ? 2 : 1, -1) < 0) {
+            if (errno == EINTR) continue;
+            Log(std::string("poll failed: ") + std::strerror(errno));
+            return;
+        }
+        if (fds[0].revents != 0 && OnWake() == Flow::kStop) return;
+        if (!line_->Up() || fds[1].revents == 0) continue;
+        const ssize_t n = ::read(line_->Master(), chunk.data(), chunk.size());
+        if (n < 0 && (errno == EAGAIN || errno == EINTR)) continue;
+        if (n <= 0) {
+            Log(std::string("line lost: ") + (n == 0 ? "end of file" : std::strerror(errno)));
+            LineDown();
+            continue;
+        }
+        items.clear();
+        const std::uint64_t skippedBefore = reader.SkippedBytes();
+        reader.Feed(chunk.data(), static_cast<std::size_t>(n), items);
+        if (reader.SkippedBytes() != skippedBefore) {
+            std::lock_guard<std::mutex> lock(mutex_);
+            garbageSkipped_ += reader.SkippedBytes() - skippedBefore;
+        }
+        for (const H4Item& item : items) {
+            if (item.kind == H4Item::Kind::kGarbage) {
+                Log("garbage from the host, skipping to the next indicator (first byte " + HexText(item.bytes) + ")");
+                continue;
+            }
+            Log("rx " + HexText(item.bytes));
+            const Flow flow = HandlePacket(item.bytes);
+            if (flow == Flow::kStop) return;
+            if (flow == Flow::kLineDown) break;  // the rest was read from a line that is gone
+        }
+    }
+}
+
+BtController::Flow BtController::HandlePacket(const Bytes& packet) {
+    if (packet[0] != kH4Command) return Flow::kGoOn;  // data has nowhere to go yet
+    HciCommand command;
+    command.opcode = static_cast<std::uint16_t>(packet[1] | packet[2] << 8);
+    command.parameters.assign(packet.begin() + 4, packet.end());
+    if (command.opcode == opcode::kVendorTunnel) return HandleFragment(command.parameters);
+    Bytes answer;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        answer = model_.Answer(command, status_);
+    }
+    return Reply({answer});
+}
+
+BtController::Flow BtController::HandleFragment(const Bytes& parameters) {
+    TunnelResult fragment = tunnel_.Take(parameters);
+    switch (fragment.kind) {
+        case TunnelResult::Kind::kPending:
+            return Flow::kGoOn;
+        case TunnelResult::Kind::kNoDescriptor:
+            Log("tunnel fragment without a descriptor dropped");
+            return Flow::kGoOn;
+        case TunnelResult::Kind::kTooLong:
+            Log("PDU on channel " + std::to_string(fragment.channel) + " longer than " +
+                std::to_string(TunnelReassembler::kMaxPdu) + " bytes dropped");
+            return Flow::kGoOn;
+        case TunnelResult::Kind::kComplete:
+            break;
+    }
+    const std::string what = Count(fragment.pdu.size(), "bytes") + " on channel " + std::to_string(fragment.channel);
+    if (fragment.channel != kVendorChannel) {
+        Log("PDU of " + what + " -> no answer (not the vendor channel)");
+        return Flow::kGoOn;
+    }
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        lastVendor_ = fragment.pdu;
+        ++vendorCount_;
+    }
+    const std::optional<Bytes> response = AnswerVendorPdu(fragment.pdu);
+    if (!response) {
+        Log("vendor PDU of " + what + " -> no answer (shorter than its header)");
+        return Flow::kGoOn;
+    }
+    Log("vendor PDU of " + what + " -> response of " + Count(response->size(), "bytes"));
+    return Reply(TunnelEvents(kVendorChannel, *response));
+}
+
+BtController::Flow BtController::Reply(const std::vector<Bytes>& packets) {
+    bool silent = false;
+    std::chrono::milliseconds delay{0};
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        silent = silent_;
+        delay = delay_;
+    }
+    if (silent) {
+        Log("no answer (silent)");
+        return Flow::kGoOn;
+    }
+    if (delay.count() > 0) {
+        const Flow flow = Wait(delay);
+        if (flow != Flow::kGoOn) return flow;
+    }
+    for (const Bytes& packet : packets) {
+        const Flow flow = Send(packet);
+        if (flow != Flow::kGoOn) return flow;
+    }
+    return Flow::kGoOn;
+}
+
+BtController::Flow BtController::Send(const Bytes& packet) {
+    Bytes garbage;
+    bool cut = false;
+    std::vector<std::size_t> pieces;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        garbage.swap(garbage_);
+        cut = std::exchange(cutNext_, false);
+        for (std::size_t left = packet.size(); split_ != 0 && left > 0;) {
+            const std::size_t piece = std::min<std::size_t>(left, 1 + splitSizes_() % split_);
+            pieces.push_back(piece);
+            left -= piece;
+        }
+    }
+    if (!garbage.empty()) {
+        const Flow flow = WriteAll(garbage.data(), garbage.size());
+        if (flow != Flow::kGoOn) return flow;
+        Log("tx garbage " + HexText(garbage));
+    }
+    if (cut) {
+        const std::size_t half = packet.size() / 2;
+        const Flow flow = WriteAll(packet.data(), half);
+        if (flow != Flow::kGoOn) return flow;
+        Log("tx " + HexText(packet.data(), half) + " (cut after " + std::to_string(half) + " of " +
+            Count(packet.size(), "bytes)"));
+        const Flow drained = DrainToHost();
+        if (drained != Flow::kGoOn) return drained;
+        LineDown();
+        return Flow::kLineDown;
+    }
+    if (pieces.empty()) pieces.push_back(packet.size());
+    std::size_t at = 0;
+    for (std::size_t i = 0; i < pieces.size(); ++i) {
+        if (i != 0) {
+            const Flow flow = Wait(kSplitGap);
+            if (flow != Flow::kGoOn) return flow;
+        }
+        const Flow flow = WriteAll(packet.data() + at, pieces[i]);
+        if (flow != Flow::kGoOn) return flow;
+        at += pieces[i];
+    }
+    Log("tx " + HexText(packet) + (pieces.size() > 1 ? " (in " + Count(pieces.size(), "pieces)") : ""));
+    return Flow::kGoOn;
+}
+
+BtController::Flow BtController::WriteAll(const std::uint8_t* data, std::size_t size) {
+    while (size > 0) {
+        const ssize_t n = ::write(line_->Master(), data, size);
+        if (n > 0) {
+            data += n;
+            size -= static_cast<std::size_t>(n);
+            continue;
+        }
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0 && errno != EAGAIN) {
+            Log(std::string("line lost: ") + std::strerror(errno));
+            LineDown();
+            return Flow::kLineDown;
+        }
+        // The host has not read what went before: wait for room, or a stop.
+        struct pollfd fds[2] = {{wakeRead_.Get(), POLLIN, 0}, {line_->Master(), POLLOUT, 0}};
+        if (::poll(fds, 2, -1) < 0 && errno != EINTR) {
+            Log(std::string("poll failed: ") + std::strerror(errno));
+            return Flow::kStop;
+        }
+        if (fds[0].revents != 0) {
+            const Flow flow = OnWake();
+            if (flow != Flow::kGoOn) return flow;
+        }
+    }
+    return Flow::kGoOn;
+}
+
+BtController::Flow BtController::DrainToHost() {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point start = Clock::now();
+    // The bytes may reach the terminal's queue a moment after the write:
+    // an empty queue counts as read once they have been seen there, or
+    // after a little while.
+    constexpr std::chrono::milliseconds kArrival{20};
+    bool seen = false;
+    while (Clock::now() - start < kDrainBound) {
+        const bool pending = line_->PendingForHost() > 0;
+        seen = seen || pending;
+        if (!pending && (seen || Clock::now() - start >= kArrival)) break;
+        const Flow flow = Wait(std::chrono::milliseconds(1));
+        if (flow != Flow::kGoOn) return flow;
+    }
+    return Flow::kGoOn;
+}
+
+BtController::Flow BtController::Wait(std::chrono::milliseconds limit) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point end = Clock::now() + limit;
+    for (;;) {
+        const Clock::time_point now = Clock::now();
+        if (now >= end) return Flow::kGoOn;
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - now);
+        struct pollfd fd = {wakeRead_.Get(), POLLIN, 0};
+        const int ready = ::poll(&fd, 1, static_cast<int>(std::min<long long>(left.count(), 60000)));
+        if (ready > 0) {
+            const Flow flow = OnWake();
+            if (flow != Flow::kGoOn) return flow;
+        }
+    }
+}
+
+// --- Steering ---------------------------------------------------------------
+
+void BtController::SetSilent(bool silent) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    silent_ = silent;
+}
+
+void BtController::SetDelay(std::chrono::milliseconds delay) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    delay_ = delay;
+}
+
+void BtController::SendGarbage(const Bytes& bytes) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    garbage_ = Bytes(bytes.begin(), bytes.begin() + static_cast<long>(std::min(bytes.size(), kMaxGarbage)));
+}
+
+void BtController::SetSplit(std::size_t maxPiece) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    split_ = std::min(maxPiece, kMaxSplit);
+    splitSizes_.seed(kSplitSeed);
+}
+
+void BtController::SetStatus(std::uint8_t status) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    status_ = status == 0 ? std::nullopt : std::optional<std::uint8_t>(status);
+}
+
+void BtController::HangUp() {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        hangUpRequested_ = true;
+    }
+    {
+        std::lock_guard<std::mutex> lock(lifecycle_);
+        if (!thread_.joinable()) return;
+        Wake();
+    }
+    std::unique_lock<std::mutex> lock(mutex_);
+    hungUp_.wait_for(lock, kHangUpBound, [this] { return !hangUpRequested_; });
+}
+
+void BtController::HangUpMidPacket() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    cutNext_ = true;
+}
+
+void BtController::SetBdAddr(const BdAddr& address) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    model_.address = address;
+}
+
+void BtController::SetBufferSizes(const BufferSizes& sizes) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    model_.buffers = sizes;
+}
+
+void BtController::SetLeBufferSize(const LeBufferSize& size) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    model_.leBuffers = size;
+}
+
+void BtController::SetLeTestPackets(std::uint16_t packets) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    model_.leTestPackets = packets;
+}
+
+// --- Read-back --------------------------------------------------------------
+
+BdAddr BtController::Address() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return model_.address;
+}
+
+std::string BtController::AddressText() const {
+    const BdAddr a = Address();
+    char text[18];
+    std::snprintf(text, sizeof text, "%02X:%02X:%02X:%02X:%02X:%02X", a[0], a[1], a[2], a[3], a[4], a[5]);
+    return text;
+}
+
+BufferSizes BtController::Buffers() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return model_.buffers;
+}
+
+LeBufferSize BtController::LeBuffers() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return model_.leBuffers;
+}
+
+std::uint16_t BtController::LeTestPackets() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return model_.leTestPackets;
+}
+
+std::uint8_t BtController::ScanEnable() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return model_.scanEnable;
+}
+
+bool BtController::DutMode() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return model_.dutMode;
+}
+
+std::optional<std::uint16_t> BtController::RunningLeTest() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return model_.leTest;
+}
+
+std::optional<HciCommand> BtController::LastTestCommand() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return model_.lastTestCommand;
+}
+
+std::optional<Bytes> BtController::LastParameters(std::uint16_t op) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const auto it = model_.lastParameters.find(op);
+    if (it == model_.lastParameters.end()) return std::nullopt;
+    return it->second;
+}
+
+std::uint64_t BtController::CommandCount(std::uint16_t op) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const auto it = model_.counts.find(op);
+    return it == model_.counts.end() ? 0 : it->second;
+}
+
+std::optional<Bytes> BtController::LastVendorPdu() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return lastVendor_;
+}
+
+std::uint64_t BtController::VendorPduCount() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return vendorCount_;
+}
+
+std::uint64_t BtController::GarbageSkipped() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return garbageSkipped_;
+}
+
+}  // namespace tavo::sim::btctl

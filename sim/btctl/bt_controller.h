@@ -1,0 +1,200 @@
+// The Bluetooth controller of the simulated chip, on the serial node
+// root/dev/tavo_h4_0: a symbolic link to the slave of a pseudo-terminal
+// (see pty_line.h) that the library opens as its UART. The controller
+// stands at the chip's end of the H4 line: it reads commands, ACL and SCO
+// data from the host (h4_reader.h) and sends events.
+//
+// HCI commands are answered with Command Complete as hci_model.h lists.
+// Commands 0xFC00 carry the tunnelled vendor channels (tunnel.h) and get no
+// Command Complete; a whole PDU on the vendor channel is answered by
+// AnswerVendorPdu (vendor_answer.h) through 0xFF events. ACL and SCO data
+// are logged and dropped.
+//
+// Every packet read and sent is one line in the simulator's log, bytes in
+// lower-case hex with the H4 indicator first; a line for a packet sent is
+// written once all of it is on the line:
+//   btctl: rx 01 03 0c 00
+//   btctl: tx 04 0e 04 01 03 0c 00
+//   btctl: tx 04 0e 04 01 03 0c 00 (in 3 pieces)
+//   btctl: tx 04 0e 04 (cut after 3 of 7 bytes)
+//   btctl: tx garbage de ad
+//   btctl: no answer (silent)
+//   btctl: garbage from the host, skipping to the next indicator (first byte ff)
+//   btctl: vendor PDU of 300 bytes on channel 2 -> response of 300 bytes
+//   btctl: PDU of 12 bytes on channel 5 -> no answer (not the vendor channel)
+//   btctl: vendor PDU of 4 bytes on channel 2 -> no answer (shorter than its header)
+//   btctl: tunnel fragment without a descriptor dropped
+//   btctl: PDU on channel 2 longer than 65536 bytes dropped
+//   btctl: hang-up (line closed)
+//
+// All public methods are thread-safe. The class knows nothing of the
+// simulator around it: BtControllerComponent plugs it in.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <random>
+#include <string>
+#include <thread>
+
+#include "sim/btctl/hci_model.h"
+#include "sim/btctl/hex_bytes.h"
+#include "sim/btctl/pty_line.h"
+#include "sim/btctl/tunnel.h"
+#include "sim/unique_fd.h"
+
+namespace tavo::sim::btctl {
+
+// What the controller needs from the simulator around it.
+struct ControllerHost {
+    std::string linkPath;                         // the symbolic link the host opens
+    std::function<void(const std::string&)> log;  // one line to the simulator's log
+};
+
+class BtController {
+public:
+    // The node under the root.
+    static constexpr char kNode[] = "/dev/tavo_h4_0";
+    // Between two pieces of a split packet, so that a host reading as fast
+    // as it can mostly gets them one by one.
+    static constexpr std::chrono::milliseconds kSplitGap{1};
+    // Split sizes come from a generator seeded with this at every SetSplit,
+    // so that a run repeats.
+    static constexpr std::uint32_t kSplitSeed = 20240601;
+    static constexpr std::size_t kMaxSplit = 4096;
+    // Closing the master throws away what the host has not read, so a
+    // packet cut before a hang-up waits for the host to take its first
+    // half, at most this long.
+    static constexpr std::chrono::milliseconds kDrainBound{2000};
+    static constexpr std::size_t kMaxGarbage = 4096;
+
+    BtController() = default;
+    ~BtController();
+    BtController(const BtController&) = delete;
+    BtController& operator=(const BtController&) = delete;
+
+    // Opens the line, links it, and starts serving. Throws
+    // std::runtime_error when the line cannot be made, the host gives no
+    // log, or it already runs.
+    void Start(ControllerHost host);
+    // Stops serving, also in the middle of a delayed or blocked answer,
+    // closes the line and removes the link. Idempotent; Start may follow.
+    void Stop() noexcept;
+    bool Running() const;
+    // The line is open: from Start to a hang-up or Stop.
+    bool LineUp() const;
+    // The pseudo-terminal's slave ("/dev/pts/7"); "" before the first Start.
+    std::string SlavePath() const;
+
+    // --- Steering: how the controller behaves ---------------------------
+    // Packets are read and logged, and nothing is answered.
+    void SetSilent(bool silent);
+    // Each answer waits this long before it goes out.
+    void SetDelay(std::chrono::milliseconds delay);
+    // These bytes go on the line once, just before the next packet sent
+    // (a later call replaces unsent ones).
+    void SendGarbage(const Bytes& bytes);
+    // Each packet sent is written in pieces of 1 to `maxPiece` bytes; 0
+    // writes it whole. Restarts the size generator.
+    void SetSplit(std::size_t maxPiece);
+    // Every Command Complete carries `status`; 0 goes back to the true
+    // one.
+    void SetStatus(std::uint8_t status);
+    // Closes the line now, so that the host's side sees it hang up; the
+    // link goes too. Returns once done; before Start, the line hangs up as
+    // soon as it is opened. Stop and Start give a new line.
+    void HangUp();
+    // The next packet sent is cut after half its bytes, then the line is
+    // closed as by HangUp.
+    void HangUpMidPacket();
+
+    // --- Steering: what the controller reports --------------------------
+    void SetBdAddr(const BdAddr& address);
+    void SetBufferSizes(const BufferSizes& sizes);
+    void SetLeBufferSize(const LeBufferSize& size);
+    // The number of packets LE Test End reports.
+    void SetLeTestPackets(std::uint16_t packets);
+
+    BdAddr Address() const;
+    // "00:1A:7D:DA:71:13".
+    std::string AddressText() const;
+    BufferSizes Buffers() const;
+    LeBufferSize LeBuffers() const;
+    std::uint16_t LeTestPackets() const;
+
+    // --- Read-back: what the host did -----------------------------------
+    // The scan value of the last accepted Write Scan Enable (0 after Reset).
+    std::uint8_t ScanEnable() const;
+    // Device-under-test mode enabled and not reset since.
+    bool DutMode() const;
+    // The opcode of the LE test started and not yet ended or reset.
+    std::optional<std::uint16_t> RunningLeTest() const;
+    // The last device-under-test or LE test command (LE Test End too),
+    // whatever it was answered.
+    std::optional<HciCommand> LastTestCommand() const;
+    // The parameters of the last command of this opcode, any opcode but
+    // the tunnel's.
+    std::optional<Bytes> LastParameters(std::uint16_t opcode) const;
+    std::uint64_t CommandCount(std::uint16_t opcode) const;
+    // The last whole PDU that came in on the vendor channel.
+    std::optional<Bytes> LastVendorPdu() const;
+    std::uint64_t VendorPduCount() const;
+    // Garbage bytes from the host skipped so far.
+    std::uint64_t GarbageSkipped() const;
+
+private:
+    enum class Flow { kGoOn, kLineDown, kStop };
+
+    void Run();
+    void Log(const std::string& line) const;
+    Flow HandlePacket(const Bytes& packet);
+    Flow HandleFragment(const Bytes& parameters);
+    // Silence, delay, then each packet in turn.
+    Flow Reply(const std::vector<Bytes>& packets);
+    Flow Send(const Bytes& packet);
+    Flow WriteAll(const std::uint8_t* data, std::size_t size);
+    // Waits until the host has read all that was sent, at most kDrainBound.
+    Flow DrainToHost();
+    // Waits `limit` unless woken for a stop or a hang-up.
+    Flow Wait(std::chrono::milliseconds limit);
+    // Acts on a wake-up: a stop, or a hang-up to carry out.
+    Flow OnWake();
+    void Wake();
+    void LineDown();
+
+    ControllerHost host_;  // set by Start, read by the serving thread only
+
+    mutable std::mutex mutex_;  // guards everything below up to the serving side
+    std::condition_variable hungUp_;
+    HciModel model_;
+    bool silent_ = false;
+    std::chrono::milliseconds delay_{0};
+    Bytes garbage_;
+    std::size_t split_ = 0;
+    std::minstd_rand splitSizes_{kSplitSeed};
+    std::optional<std::uint8_t> status_;
+    bool hangUpRequested_ = false;
+    bool cutNext_ = false;
+    bool stopRequested_ = false;
+    bool lineUp_ = false;
+    std::string slavePath_;
+    std::optional<Bytes> lastVendor_;
+    std::uint64_t vendorCount_ = 0;
+    std::uint64_t garbageSkipped_ = 0;
+
+    // Serving side: set up by Start, used by the thread, torn down by Stop.
+    mutable std::mutex lifecycle_;
+    std::unique_ptr<PtyLine> line_;
+    UniqueFd wakeRead_;
+    UniqueFd wakeWrite_;
+    TunnelReassembler tunnel_;
+    std::thread thread_;
+};
+
+}  // namespace tavo::sim::btctl

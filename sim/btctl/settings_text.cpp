@@ -1,0 +1,137 @@
+#include "sim/btctl/settings_text.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <functional>
+#include <map>
+
+namespace tavo::sim::btctl {
+namespace {
+
+// A whole number in [0, max], decimal or 0x-hexadecimal, with no sign or
+// blanks (which strtoull would take).
+std::optional<unsigned long long> Number(const std::string& text, unsigned long long max) {
+    const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+    const std::string digits = hex ? text.substr(2) : text;
+    if (digits.empty() || digits.size() > 20) return std::nullopt;
+    for (const char c : digits) {
+        const bool ok = (c >= '0' && c <= '9') || (hex && ((c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F')));
+        if (!ok) return std::nullopt;
+    }
+    errno = 0;
+    const unsigned long long value = std::strtoull(digits.c_str(), nullptr, hex ? 16 : 10);
+    if (errno != 0 || value > max) return std::nullopt;
+    return value;
+}
+
+using Apply = std::function<bool(BtController&, const std::string&)>;
+
+struct Setting {
+    bool takesValue;
+    Apply apply;  // false when the value does not fit; nothing is changed then
+};
+
+const std::map<std::string, Setting>& Settings() {
+    static const std::map<std::string, Setting> settings = {
+        {"delay", {true, [](BtController& c, const std::string& v) {
+             const auto ms = Number(v, 0xFFFFFFFFULL);
+             if (ms) c.SetDelay(std::chrono::milliseconds(*ms));
+             return ms.has_value();
+         }}},
+        {"garbage", {true, [](BtController& c, const std::string& v) {
+             const auto bytes = ParseHexBytes(v, BtController::kMaxGarbage);
+             if (bytes) c.SendGarbage(*bytes);
+             return bytes.has_value();
+         }}},
+        {"split", {true, [](BtController& c, const std::string& v) {
+             const auto n = Number(v, BtController::kMaxSplit);
+             if (n) c.SetSplit(static_cast<std::size_t>(*n));
+             return n.has_value();
+         }}},
+        {"status", {true, [](BtController& c, const std::string& v) {
+             const auto code = Number(v, 0xFF);
+             if (code) c.SetStatus(static_cast<std::uint8_t>(*code));
+             return code.has_value();
+         }}},
+        {"hangup", {false, [](BtController& c, const std::string&) {
+             c.HangUp();
+             return true;
+         }}},
+        {"hangup-mid-packet", {false, [](BtController& c, const std::string&) {
+             c.HangUpMidPacket();
+             return true;
+         }}},
+        {"bd-addr", {true, [](BtController& c, const std::string& v) {
+             const auto address = ParseBdAddr(v);
+             if (address) c.SetBdAddr(*address);
+             return address.has_value();
+         }}},
+        {"le-packets", {true, [](BtController& c, const std::string& v) {
+             const auto n = Number(v, 0xFFFF);
+             if (n) c.SetLeTestPackets(static_cast<std::uint16_t>(*n));
+             return n.has_value();
+         }}},
+    };
+    return settings;
+}
+
+}  // namespace
+
+std::optional<BdAddr> ParseBdAddr(const std::string& text) {
+    if (text.size() != 17) return std::nullopt;
+    for (std::size_t i = 2; i < text.size(); i += 3) {
+        if (text[i] != ':') return std::nullopt;
+    }
+    const std::optional<Bytes> bytes = ParseHexBytes(text, 6);
+    if (!bytes || bytes->size() != 6) return std::nullopt;
+    BdAddr address{};
+    std::copy(bytes->begin(), bytes->end(), address.begin());
+    return address;
+}
+
+bool ApplySetting(BtController& controller, const std::string& setting, std::string& error) {
+    const std::size_t equals = setting.find('=');
+    const std::string name = setting.substr(0, equals);
+    const bool hasValue = equals != std::string::npos;
+    const std::string value = hasValue ? setting.substr(equals + 1) : std::string();
+    if (name == "silent") {
+        if (value != "" && value != "on" && value != "off") {
+            error = "bad value for btctl setting silent: " + value;
+            return false;
+        }
+        controller.SetSilent(value != "off");
+        return true;
+    }
+    const auto it = Settings().find(name);
+    if (it == Settings().end()) {
+        error = "unknown btctl setting: " + name;
+        return false;
+    }
+    if (it->second.takesValue != hasValue) {
+        error = "btctl setting " + name + (hasValue ? " takes no value" : " needs a value");
+        return false;
+    }
+    if (!it->second.apply(controller, value)) {
+        error = "bad value for btctl setting " + name + ": " + value;
+        return false;
+    }
+    return true;
+}
+
+std::string SettingsUsage() {
+    return "  silent[=on|off]                 packets are read and logged, nothing is answered\n"
+           "  delay=MS                        each answer waits MS milliseconds\n"
+           "  garbage=HEX                     these bytes (e.g. ff00a5) go on the line once,\n"
+           "                                  before the next packet sent\n"
+           "  split=N                         each packet sent is written in pieces of 1 to N\n"
+           "                                  bytes, sizes from a fixed seed (0: whole)\n"
+           "  status=CODE                     every Command Complete carries CODE (0: the true one)\n"
+           "  hangup                          close the line now\n"
+           "  hangup-mid-packet               cut the next packet sent after half its bytes,\n"
+           "                                  then close the line\n"
+           "  bd-addr=XX:XX:XX:XX:XX:XX       the address Read BD_ADDR reports (00:1A:7D:DA:71:13)\n"
+           "  le-packets=N                    the number of packets LE Test End reports\n";
+}
+
+}  // namespace tavo::sim::btctl

@@ -1,0 +1,34 @@
+// Controller steering as text, for the tavo-sim program's command line (a
+// repeatable "--btctl SETTING"), wlbt's and any other text channel:
+//
+//   silent[=on|off]          packets are read and logged, nothing is answered
+//   delay=MS                 each answer waits MS milliseconds
+//   garbage=HEX              these bytes go on the line before the next packet sent
+//   split=N                  each packet sent is written in pieces of 1 to N bytes (0: whole)
+//   status=CODE              every Command Complete carries CODE (0: the true status)
+//   hangup                   the line is closed now
+//   hangup-mid-packet        the next packet sent is cut after half its bytes, then the line is closed
+//   bd-addr=XX:XX:XX:XX:XX:XX   the address Read BD_ADDR reports
+//   le-packets=N             the number of packets LE Test End reports
+//
+// Numbers are decimal or 0x-prefixed hexadecimal, and must fit their field.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "sim/btctl/bt_controller.h"
+
+namespace tavo::sim::btctl {
+
+// Applies one setting. Returns false with `error` set, and changes nothing,
+// when the setting is unknown or its value does not fit.
+bool ApplySetting(BtController& controller, const std::string& setting, std::string& error);
+
+// The list above, for a usage text.
+std::string SettingsUsage();
+
+// "00:1A:7D:DA:71:13", either case; nothing for anything else.
+std::optional<BdAddr> ParseBdAddr(const std::string& text);
+
+}  // namespace tavo::sim::btctl

@@ -1,0 +1,304 @@
+// The simulated Bluetooth controller seen from the host's end of its line:
+// the test opens root/dev/tavo_h4_0 and writes and reads literal bytes, so
+// that neither the library's framing nor the controller's own code builds
+// what is expected.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "sim/btctl/h4_reader.h"
+#include "sim/btctl/settings_text.h"
+#include "support/sim_env.h"
+#include "support/wire.h"
+
+namespace {
+
+namespace bt = tavo::sim::btctl;
+using namespace std::chrono_literals;
+using testwire::Bytes;
+using testwire::FromHex;
+using testwire::ToHex;
+constexpr auto kBound = 5s;
+
+// The host's end of the line, with plain reads and writes.
+class Host {
+public:
+    explicit Host(const std::string& node) : fd_(::open(node.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC)) {}
+    ~Host() { ::close(fd_); }
+    bool Send(const std::string& hex) {
+        const Bytes bytes = FromHex(hex);
+        return ::write(fd_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+    }
+    // What came until `count` bytes did, the line ended, or the bound passed.
+    std::string Receive(std::size_t count = SIZE_MAX) {
+        Bytes got;
+        const auto end = std::chrono::steady_clock::now() + kBound;
+        while (got.size() < count && std::chrono::steady_clock::now() < end) {
+            struct pollfd p = {fd_, POLLIN, 0};
+            if (::poll(&p, 1, 50) <= 0) continue;
+            unsigned char chunk[512];
+            const ssize_t n = ::read(fd_, chunk, std::min(sizeof chunk, count - got.size()));
+            if (n == 0 || (n < 0 && errno != EAGAIN)) {
+                ended_ = true;
+                break;
+            }
+            if (n > 0) got.insert(got.end(), chunk, chunk + n);
+        }
+        return ToHex(got);
+    }
+    std::string Exchange(const std::string& hex, std::size_t answerBytes) {
+        return Send(hex) ? Receive(answerBytes) : "(write failed)";
+    }
+    bool Ended() const { return ended_; }
+    bool NothingWaiting() const {
+        struct pollfd p = {fd_, POLLIN, 0};
+        return ::poll(&p, 1, 0) == 0;
+    }
+
+private:
+    int fd_;
+    bool ended_ = false;
+};
+
+struct Chip {
+    testsupport::SimEnv env;
+    Host host{env.Path(bt::BtController::kNode)};
+    bt::BtController& ctl() { return env.BtCtl(); }
+    bool Logged(const std::string& text) { return env.Sim().Log().WaitFor(text, kBound); }
+    void Apply(const std::string& setting) {
+        std::string error;
+        ASSERT_TRUE(bt::ApplySetting(ctl(), setting, error)) << setting << ": " << error;
+    }
+};
+
+std::size_t Size(const std::string& hex) { return FromHex(hex).size(); }
+
+TEST(BtCtl, AnswersEachCommandWithItsCommandComplete) {
+    Chip chip;
+    struct Row { const char* what; const char* command; const char* answer; } const rows[] = {
+        {"Reset", "01 03 0c 00", "04 0e 04 01 03 0c 00"},
+        {"Read Buffer Size", "01 05 10 00", "04 0e 0b 01 05 10 00 fd 03 40 08 00 08 00"},
+        {"LE Read Buffer Size", "01 02 20 00", "04 0e 07 01 02 20 00 fb 00 08"},
+        {"Read Voice Setting", "01 25 0c 00", "04 0e 06 01 25 0c 00 60 00"},
+        {"Read BD_ADDR", "01 09 10 00", "04 0e 0a 01 09 10 00 13 71 da 7d 1a 00"},
+        {"Read Local Version", "01 01 10 00", "04 0e 0c 01 01 10 00 0b 00 00 0b ff ff 01 00"},
+        {"Set Event Filter", "01 05 0c 01 00", "04 0e 04 01 05 0c 00"},
+        {"Set Event Filter without its type", "01 05 0c 00", "04 0e 04 01 05 0c 12"},
+        {"Write Scan Enable 3", "01 1a 0c 01 03", "04 0e 04 01 1a 0c 00"},
+        {"Write Scan Enable 4", "01 1a 0c 01 04", "04 0e 04 01 1a 0c 12"},
+        {"Enable DUT Mode", "01 03 18 00", "04 0e 04 01 03 18 00"},
+        {"LE Receiver Test", "01 1d 20 01 13", "04 0e 04 01 1d 20 00"},
+        {"LE Transmitter Test", "01 1e 20 03 13 25 00", "04 0e 04 01 1e 20 00"},
+        {"LE Transmitter Test one byte short", "01 1e 20 02 13 25", "04 0e 04 01 1e 20 12"},
+        {"LE Enhanced Receiver Test", "01 33 20 03 13 01 00", "04 0e 04 01 33 20 00"},
+        {"LE Enhanced Transmitter Test", "01 34 20 04 13 25 00 02", "04 0e 04 01 34 20 00"},
+        {"LE Test End", "01 1f 20 00", "04 0e 06 01 1f 20 00 00 00"},
+        {"Reset with a byte too many", "01 03 0c 01 00", "04 0e 04 01 03 0c 12"},
+        {"unknown opcode", "01 ff ff 00", "04 0e 04 01 ff ff 01"},
+        {"unknown vendor opcode with parameters", "01 01 fc 02 aa bb", "04 0e 04 01 01 fc 01"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        EXPECT_EQ(chip.host.Exchange(row.command, Size(row.answer)), row.answer);
+        EXPECT_TRUE(chip.Logged(std::string("btctl: rx ") + row.command));
+        EXPECT_TRUE(chip.Logged(std::string("btctl: tx ") + row.answer));
+    }
+    // What a later answer reports comes from here.
+    EXPECT_EQ(chip.ctl().ScanEnable(), 3);
+    EXPECT_TRUE(chip.ctl().DutMode());
+    EXPECT_FALSE(chip.ctl().RunningLeTest().has_value());
+    ASSERT_TRUE(chip.ctl().LastTestCommand().has_value());
+    EXPECT_EQ(chip.ctl().LastTestCommand()->opcode, 0x201F);
+    EXPECT_EQ(ToHex(chip.ctl().LastParameters(0x2034).value_or(Bytes{})), "13 25 00 02");
+    chip.host.Exchange("01 1e 20 03 13 25 00", 7);
+    EXPECT_EQ(chip.ctl().RunningLeTest(), std::optional<std::uint16_t>(0x201E));
+    chip.host.Exchange("01 03 0c 00", 7);
+    EXPECT_EQ(chip.ctl().ScanEnable(), 0);
+    EXPECT_FALSE(chip.ctl().DutMode());
+    EXPECT_FALSE(chip.ctl().RunningLeTest().has_value());
+}
+
+TEST(BtCtl, VendorPdusComeBackAsResponsesThroughTheEventTunnel) {
+    Chip chip;
+    // 300 bytes: request type 2, 150 words, sequence 7, varid 0x1234, status 5, then 290 payload bytes.
+    Bytes pdu = FromHex("02 00 96 00 07 00 34 12 05 00");
+    for (int i = 0; pdu.size() < 300; ++i) pdu.push_back(static_cast<std::uint8_t>(i));
+    const auto part = [&pdu](std::size_t from, std::size_t to) {
+        return ToHex(Bytes(pdu.begin() + static_cast<long>(from), pdu.begin() + static_cast<long>(to)));
+    };
+    ASSERT_TRUE(chip.host.Send("01 00 fc ff 42 " + part(0, 254)));
+    ASSERT_TRUE(chip.host.Send("01 00 fc 2f 82 " + part(254, 300)));
+    EXPECT_EQ(chip.host.Receive(258), "04 ff ff 42 42 01 00 96 00 07 00 34 12 00 00 " + part(10, 253));
+    EXPECT_EQ(chip.host.Receive(52), "04 ff 31 42 82 " + part(253, 300));
+    EXPECT_EQ(chip.ctl().LastVendorPdu(), std::optional<Bytes>(pdu));
+    EXPECT_TRUE(chip.Logged("btctl: vendor PDU of 300 bytes on channel 2 -> response of 300 bytes"));
+
+    EXPECT_EQ(chip.host.Exchange("01 00 fc 0b c2 02 00 05 00 01 00 34 12 09 00", 15),
+              "04 ff 0c 42 c2 01 00 05 00 01 00 34 12 00 00");
+    // Unanswered, and no Command Complete for any fragment: the next answer is the Reset's.
+    struct Row { const char* fragment; const char* log; } const unanswered[] = {
+        {"01 00 fc 0a c2 02 00 05 00 01 00 34 12 09", "vendor PDU of 9 bytes on channel 2 -> no answer (shorter"},
+        {"01 00 fc 03 c3 aa bb", "btctl: PDU of 2 bytes on channel 3 -> no answer (not the vendor channel)"},
+        {"01 00 fc 00", "btctl: tunnel fragment without a descriptor dropped"},
+    };
+    for (const Row& row : unanswered) {
+        ASSERT_TRUE(chip.host.Send(row.fragment));
+        EXPECT_TRUE(chip.Logged(row.log)) << row.fragment;
+    }
+    EXPECT_EQ(chip.host.Exchange("01 03 0c 00", 7), "04 0e 04 01 03 0c 00");
+}
+
+TEST(BtCtl, DataIsLoggedAndHostGarbageSkippedOncePerRun) {
+    Chip chip;
+    ASSERT_TRUE(chip.host.Send("02 01 00 02 00 aa bb 03 01 00 01 cc ff 04 00 01 25 0c 00 05 01 03 0c 00"));
+    EXPECT_EQ(chip.host.Receive(9), "04 0e 06 01 25 0c 00 60 00");
+    EXPECT_EQ(chip.host.Receive(7), "04 0e 04 01 03 0c 00");
+    const auto& log = chip.env.Sim().Log();
+    EXPECT_TRUE(log.Contains("btctl: rx 02 01 00 02 00 aa bb"));
+    EXPECT_TRUE(log.Contains("btctl: rx 03 01 00 01 cc"));
+    std::vector<std::string> garbage;
+    for (const std::string& line : log.Lines()) {
+        if (line.find("garbage from the host") != std::string::npos) garbage.push_back(line.substr(line.size() - 3));
+    }
+    EXPECT_EQ(garbage, (std::vector<std::string>{"ff)", "05)"}));
+    EXPECT_EQ(chip.ctl().GarbageSkipped(), 4u);
+}
+
+TEST(BtCtl, SteeringShowsOnTheLine) {
+    // second: the same command once more, to tell "once" from "every".
+    struct Row { std::vector<std::string> settings; const char* command; const char* answer; const char* second;
+                 const char* log; } const rows[] = {
+        {{"status=0x0c"}, "01 09 10 00", "04 0e 0a 01 09 10 0c 13 71 da 7d 1a 00",
+         "04 0e 0a 01 09 10 0c 13 71 da 7d 1a 00", "btctl: tx 04 0e 0a 01 09 10 0c"},
+        {{"status=0x42"}, "01 ff ff 00", "04 0e 04 01 ff ff 42", "04 0e 04 01 ff ff 42",
+         "btctl: tx 04 0e 04 01 ff ff 42"},
+        {{"status=12", "status=0"}, "01 1a 0c 01 02", "04 0e 04 01 1a 0c 00", "04 0e 04 01 1a 0c 00", "btctl: rx"},
+        {{"garbage=DE:ad"}, "01 03 0c 00", "de ad 04 0e 04 01 03 0c 00", "04 0e 04 01 03 0c 00",
+         "btctl: tx garbage de ad"},
+        {{"split=1"}, "01 09 10 00", "04 0e 0a 01 09 10 00 13 71 da 7d 1a 00", "04 0e 0a 01 09 10 00 13 71 da 7d 1a 00",
+         "btctl: tx 04 0e 0a 01 09 10 00 13 71 da 7d 1a 00 (in 13 pieces)"},
+        {{"split=3"}, "01 05 10 00", "04 0e 0b 01 05 10 00 fd 03 40 08 00 08 00",
+         "04 0e 0b 01 05 10 00 fd 03 40 08 00 08 00", "btctl: tx 04 0e 0b 01 05 10 00 fd 03 40 08 00 08 00 (in "},
+        {{"bd-addr=01:23:45:67:89:ab"}, "01 09 10 00", "04 0e 0a 01 09 10 00 ab 89 67 45 23 01",
+         "04 0e 0a 01 09 10 00 ab 89 67 45 23 01", "btctl: rx"},
+        {{"le-packets=0x1234"}, "01 1f 20 00", "04 0e 06 01 1f 20 00 34 12", "04 0e 06 01 1f 20 00 34 12", "btctl: rx"},
+        {{"delay=1"}, "01 25 0c 00", "04 0e 06 01 25 0c 00 60 00", "04 0e 06 01 25 0c 00 60 00", "btctl: rx"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.settings.back());
+        Chip chip;
+        for (const std::string& setting : row.settings) chip.Apply(setting);
+        EXPECT_EQ(chip.host.Exchange(row.command, Size(row.answer)), row.answer);
+        EXPECT_EQ(chip.host.Exchange(row.command, Size(row.second)), row.second);
+        EXPECT_TRUE(chip.Logged(row.log));
+    }
+}
+
+TEST(BtCtl, SilentReadsAndLogsButAnswersNothing) {
+    Chip chip;
+    chip.Apply("silent");
+    ASSERT_TRUE(chip.host.Send("01 03 0c 00"));
+    EXPECT_TRUE(chip.Logged("btctl: rx 01 03 0c 00"));
+    EXPECT_TRUE(chip.Logged("btctl: no answer (silent)"));
+    EXPECT_TRUE(chip.host.NothingWaiting());
+    chip.Apply("silent=off");
+    EXPECT_EQ(chip.host.Exchange("01 25 0c 00", 9), "04 0e 06 01 25 0c 00 60 00");
+}
+
+TEST(BtCtl, HangUpsEndTheHostsLine) {
+    struct Row { const char* setting; const char* command; const char* before; const char* log; } const rows[] = {
+        {"hangup", "", "", "btctl: hang-up (line closed)"},
+        {"hangup-mid-packet", "01 09 10 00", "04 0e 0a 01 09 10",
+         "btctl: tx 04 0e 0a 01 09 10 (cut after 6 of 13 bytes)"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.setting);
+        Chip chip;
+        chip.Apply(row.setting);
+        ASSERT_TRUE(*row.command == '\0' || chip.host.Send(row.command));
+        EXPECT_EQ(chip.host.Receive(), row.before);
+        EXPECT_TRUE(chip.host.Ended());
+        EXPECT_TRUE(chip.Logged(row.log));
+        EXPECT_TRUE(chip.Logged("btctl: hang-up (line closed)"));
+        struct stat st {};
+        EXPECT_NE(::lstat(chip.env.Path(bt::BtController::kNode).c_str(), &st), 0) << "the link is gone";
+    }
+}
+
+TEST(BtCtl, StopEndsADelayedAnswerAndRemovesTheNode) {
+    Chip chip;
+    chip.Apply("delay=600000");
+    ASSERT_TRUE(chip.host.Send("01 03 0c 00"));
+    ASSERT_TRUE(chip.Logged("btctl: rx 01 03 0c 00"));
+    chip.env.Sim().Stop();
+    EXPECT_FALSE(chip.ctl().Running());
+    EXPECT_EQ(chip.host.Receive(), "");
+    EXPECT_TRUE(chip.host.Ended());
+    struct stat st {};
+    EXPECT_NE(::lstat(chip.env.Path(bt::BtController::kNode).c_str(), &st), 0);
+}
+
+TEST(BtCtlSettings, BadSettingsAreRefusedAndChangeNothing) {
+    bt::BtController ctl;
+    struct Row { const char* setting; const char* error; } const rows[] = {
+        {"loud", "unknown btctl setting: loud"}, {"delay", "btctl setting delay needs a value"},
+        {"hangup=now", "btctl setting hangup takes no value"}, {"silent=maybe", "bad value for btctl setting silent"},
+        {"status=256", "bad value for btctl setting status: 256"}, {"status=0x100", "status: 0x100"},
+        {"le-packets=65536", "le-packets: 65536"}, {"le-packets=-1", "le-packets: -1"},
+        {"split=4097", "split: 4097"}, {"delay= 5", "delay:  5"}, {"garbage=", "garbage: "},
+        {"garbage=abc", "garbage: abc"}, {"garbage=zz", "garbage: zz"},
+        {"bd-addr=01:23:45:67:89", "bd-addr: 01:23:45:67:89"}, {"bd-addr=01-23-45-67-89-ab", "bd-addr: 01-23"},
+        {"bd-addr=01:23:45:67:89:abc", "bd-addr: 01:23"},
+    };
+    for (const Row& row : rows) {
+        std::string error;
+        EXPECT_FALSE(bt::ApplySetting(ctl, row.setting, error)) << row.setting;
+        EXPECT_NE(error.find(row.error), std::string::npos) << row.setting << ": " << error;
+    }
+    EXPECT_EQ(ctl.AddressText(), "00:1A:7D:DA:71:13");
+    EXPECT_EQ(ctl.LeTestPackets(), 0);
+    std::string error;
+    for (const char* fits : {"status=255", "le-packets=65535", "split=4096", "bd-addr=fe:dc:ba:98:76:54"}) {
+        EXPECT_TRUE(bt::ApplySetting(ctl, fits, error)) << fits << ": " << error;
+    }
+    EXPECT_EQ(ctl.AddressText(), "FE:DC:BA:98:76:54");
+    EXPECT_EQ(ctl.LeTestPackets(), 65535);
+}
+
+// The line may cut a packet anywhere; byte by byte or whole, the same packets come out.
+TEST(BtCtlH4Reader, PacketsComeWholeWhateverThePieces) {
+    Bytes acl = FromHex("02 01 20 00 01");  // 256 payload bytes: the length's high byte counts
+    acl.resize(5 + 256, 0x5a);
+    Bytes stream = FromHex("04 0e 01 03 0c 00 ff");
+    stream.insert(stream.end(), acl.begin(), acl.end());
+    for (const std::uint8_t b : FromHex("03 02 00 01 7e 01 01 fc 00")) stream.push_back(b);
+    for (const std::size_t piece : {std::size_t{1}, stream.size()}) {
+        SCOPED_TRACE(piece);
+        bt::H4Reader reader;
+        std::vector<bt::H4Item> items;
+        for (std::size_t at = 0; at < stream.size(); at += piece) reader.Feed(&stream[at], piece, items);
+        ASSERT_EQ(items.size(), 6u);
+        const std::string kinds[] = {"garbage 04", "packet 01 03 0c 00", "garbage ff", "", "packet 03 02 00 01 7e",
+                                     "packet 01 01 fc 00"};
+        for (std::size_t i = 0; i < items.size(); ++i) {
+            const bool packet = items[i].kind == bt::H4Item::Kind::kPacket;
+            if (i == 3) {
+                EXPECT_EQ(items[i].bytes, acl);
+            } else {
+                EXPECT_EQ((packet ? "packet " : "garbage ") + ToHex(items[i].bytes), kinds[i]);
+            }
+        }
+        EXPECT_EQ(reader.SkippedBytes(), 3u);
+    }
+}
+
+}  // namespace
