@@ -91,6 +91,12 @@ TEST_F(LinkE2e, CommandsAndVendorPdusGoBothWays) {
     ASSERT_EQ(reply.size(), 300u);
     EXPECT_EQ(testwire::ToHex(Bytes(reply.begin(), reply.begin() + 10)), "01 00 96 00 09 00 01 10 00 00");
     EXPECT_TRUE(sim_.Sim().Log().Contains("btctl: vendor PDU of 300 bytes on channel 2"));
+
+    // A raw packet goes without an indicator: these bytes are a whole command.
+    const Bytes raw = FromHex("01 03 0c 00");
+    transport_->sendpdu(PDU(PDU::raw_channel, raw.data(), raw.size()));
+    ASSERT_TRUE(WaitForPdus(3));
+    EXPECT_EQ(testwire::ToHex(up_.Pdus()[2].second), "0e 04 01 03 0c 00");
     EXPECT_TRUE(up_.Failures().empty());
 }
 
