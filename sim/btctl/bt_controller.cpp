@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 
@@ -127,6 +128,7 @@ void BtController::Run() {
     std::vector<std::uint8_t> chunk(kReadChunk);
     std::vector<H4Item> items;
     for (;;) {
+        if (SendRequested() == Flow::kStop) return;
         struct pollfd fds[2] = {{wakeRead_.Get(), POLLIN, 0}, {line_->Master(), POLLIN, 0}};
         if (::poll(fds, line_->Up() ? 2 : 1, -1) < 0) {
             if (errno == EINTR) continue;
@@ -163,7 +165,12 @@ void BtController::Run() {
 }
 
 BtController::Flow BtController::HandlePacket(const Bytes& packet) {
-    if (packet[0] != kH4Command) return Flow::kGoOn;  // data has nowhere to go yet
+    // What a test asked for before this packet came goes out before its
+    // answer, so that a release and the next completion keep their order.
+    const Flow flow = SendRequested();
+    if (flow != Flow::kGoOn) return flow;
+    if (packet[0] == kH4Acl) return HandleAcl(packet);
+    if (packet[0] != kH4Command) return Flow::kGoOn;  // SCO data is never acknowledged
     HciCommand command;
     command.opcode = static_cast<std::uint16_t>(packet[1] | packet[2] << 8);
     command.parameters.assign(packet.begin() + 4, packet.end());
@@ -174,6 +181,31 @@ BtController::Flow BtController::HandlePacket(const Bytes& packet) {
         answer = model_.Answer(command, status_);
     }
     return Reply({answer});
+}
+
+BtController::Flow BtController::HandleAcl(const Bytes& packet) {
+    const auto handle = static_cast<std::uint16_t>(packet[1] | packet[2] << 8);
+    std::optional<Bytes> answer;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        answer = acl_.Take(handle);
+    }
+    return answer ? Reply({*answer}) : Flow::kGoOn;
+}
+
+BtController::Flow BtController::SendRequested() {
+    std::vector<Bytes> events;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        events.assign(std::make_move_iterator(requested_.begin()), std::make_move_iterator(requested_.end()));
+        requested_.clear();
+    }
+    if (events.empty()) return Flow::kGoOn;
+    if (!line_->Up()) {
+        for (const Bytes& event : events) Log("not sent (line down): " + HexText(event));
+        return Flow::kGoOn;
+    }
+    return Deliver(events);
 }
 
 BtController::Flow BtController::HandleFragment(const Bytes& parameters) {
@@ -212,15 +244,22 @@ BtController::Flow BtController::HandleFragment(const Bytes& parameters) {
 
 BtController::Flow BtController::Reply(const std::vector<Bytes>& packets) {
     bool silent = false;
-    std::chrono::milliseconds delay{0};
     {
         std::lock_guard<std::mutex> lock(mutex_);
         silent = silent_;
-        delay = delay_;
     }
     if (silent) {
         Log("no answer (silent)");
         return Flow::kGoOn;
+    }
+    return Deliver(packets);
+}
+
+BtController::Flow BtController::Deliver(const std::vector<Bytes>& packets) {
+    std::chrono::milliseconds delay{0};
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        delay = delay_;
     }
     if (delay.count() > 0) {
         const Flow flow = Wait(delay);
@@ -407,6 +446,52 @@ void BtController::SetLeTestPackets(std::uint16_t packets) {
     model_.leTestPackets = packets;
 }
 
+void BtController::SetCommandCredits(std::uint8_t credits) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    model_.credits = credits;
+}
+
+void BtController::HoldAclCompletions() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    acl_.Hold();
+}
+
+void BtController::ReleaseAclCompletions() {
+    Request([this] { return acl_.Release(); });
+}
+
+void BtController::Request(const std::function<std::vector<Bytes>()>& build) {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        for (Bytes& event : build()) requested_.push_back(std::move(event));
+    }
+    std::lock_guard<std::mutex> lock(lifecycle_);
+    if (thread_.joinable()) Wake();
+}
+
+void BtController::SendConnectionComplete(std::uint16_t handle, std::uint8_t linkType, std::uint8_t status) {
+    Request([&] { return std::vector<Bytes>{ConnectionComplete(handle, linkType, status, model_.address)}; });
+}
+
+void BtController::SendSyncConnectionComplete(std::uint16_t handle, std::uint8_t status) {
+    Request([&] { return std::vector<Bytes>{SyncConnectionComplete(handle, status, model_.address)}; });
+}
+
+void BtController::SendDisconnectionComplete(std::uint16_t handle, std::uint8_t status, std::uint8_t reason) {
+    Request([&] { return std::vector<Bytes>{DisconnectionComplete(handle, status, reason)}; });
+}
+
+void BtController::SendCommandStatus(std::uint16_t op, std::uint8_t status) {
+    Request([&] { return std::vector<Bytes>{CommandStatus(op, status, model_.credits)}; });
+}
+
+void BtController::SendEvent(const Bytes& event) {
+    Bytes packet(1 + std::min(event.size(), kMaxEvent));
+    packet[0] = kH4Event;
+    std::copy(event.begin(), event.begin() + static_cast<long>(packet.size() - 1), packet.begin() + 1);
+    Request([&] { return std::vector<Bytes>{packet}; });
+}
+
 // --- Read-back --------------------------------------------------------------
 
 BdAddr BtController::Address() const {
@@ -434,6 +519,11 @@ LeBufferSize BtController::LeBuffers() const {
 std::uint16_t BtController::LeTestPackets() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return model_.leTestPackets;
+}
+
+std::uint8_t BtController::CommandCredits() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return model_.credits;
 }
 
 std::uint8_t BtController::ScanEnable() const {
@@ -482,6 +572,21 @@ std::uint64_t BtController::VendorPduCount() const {
 std::uint64_t BtController::GarbageSkipped() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return garbageSkipped_;
+}
+
+std::uint64_t BtController::AclPacketsReceived(std::uint16_t handle) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return acl_.Received(handle);
+}
+
+bool BtController::HoldingAclCompletions() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return acl_.Holding();
+}
+
+std::map<std::uint16_t, std::uint64_t> BtController::HeldAclCompletions() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return acl_.Held();
 }
 
 }  // namespace tavo::sim::btctl

@@ -7,8 +7,10 @@
 // HCI commands are answered with Command Complete as hci_model.h lists.
 // Commands 0xFC00 carry the tunnelled vendor channels (tunnel.h) and get no
 // Command Complete; a whole PDU on the vendor channel is answered by
-// AnswerVendorPdu (vendor_answer.h) through 0xFF events. ACL and SCO data
-// are logged and dropped.
+// AnswerVendorPdu (vendor_answer.h) through 0xFF events. ACL data is
+// answered with Number Of Completed Packets, or held back (acl_completions.h);
+// SCO data gets nothing. Other events (hci_events.h) go out when a test asks
+// for them.
 //
 // Every packet read and sent is one line in the simulator's log, bytes in
 // lower-case hex with the H4 indicator first; a line for a packet sent is
@@ -26,6 +28,7 @@
 //   btctl: tunnel fragment without a descriptor dropped
 //   btctl: PDU on channel 2 longer than 65536 bytes dropped
 //   btctl: hang-up (line closed)
+//   btctl: not sent (line down): 04 05 04 00 01 00 13
 //
 // All public methods are thread-safe. The class knows nothing of the
 // simulator around it: BtControllerComponent plugs it in.
@@ -35,7 +38,9 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -43,6 +48,8 @@
 #include <string>
 #include <thread>
 
+#include "sim/btctl/acl_completions.h"
+#include "sim/btctl/hci_events.h"
 #include "sim/btctl/hci_model.h"
 #include "sim/btctl/hex_bytes.h"
 #include "sim/btctl/pty_line.h"
@@ -120,6 +127,34 @@ public:
     void SetLeBufferSize(const LeBufferSize& size);
     // The number of packets LE Test End reports.
     void SetLeTestPackets(std::uint16_t packets);
+    // num_hci_command_packets of every Command Complete and Command Status
+    // from now on (1 at first). Only reported: a command sent while it is
+    // 0 is answered all the same.
+    void SetCommandCredits(std::uint8_t credits);
+    // Number Of Completed Packets for ACL data is held back, counted per
+    // handle, until released.
+    void HoldAclCompletions();
+    // Sends what was held, one entry per handle in ascending order, and
+    // answers ACL data at once again.
+    void ReleaseAclCompletions();
+
+    // --- Steering: events on request ------------------------------------
+    // Each event is queued for the serving thread, which sends it before
+    // it takes the next packet from the host, or after the answer it is
+    // sending. It goes through the delay, the garbage, the split and the
+    // hang-up in the middle as an answer does, but also while silent (it
+    // answers nothing). Asked for before Start, it goes out once the line
+    // is open; while the line is down it is dropped with a log line.
+    // The address in the connection events is the controller's own.
+    void SendConnectionComplete(std::uint16_t handle, std::uint8_t linkType, std::uint8_t status = 0);
+    void SendSyncConnectionComplete(std::uint16_t handle, std::uint8_t status = 0);
+    void SendDisconnectionComplete(std::uint16_t handle, std::uint8_t status = 0,
+                                   std::uint8_t reason = kDefaultDisconnectReason);
+    // With the current command credits.
+    void SendCommandStatus(std::uint16_t opcode, std::uint8_t status);
+    // `event` goes after the 0x04 indicator as given, right or wrong; past
+    // kMaxEvent bytes it is cut.
+    void SendEvent(const Bytes& event);
 
     BdAddr Address() const;
     // "00:1A:7D:DA:71:13".
@@ -127,6 +162,7 @@ public:
     BufferSizes Buffers() const;
     LeBufferSize LeBuffers() const;
     std::uint16_t LeTestPackets() const;
+    std::uint8_t CommandCredits() const;
 
     // --- Read-back: what the host did -----------------------------------
     // The scan value of the last accepted Write Scan Enable (0 after Reset).
@@ -147,6 +183,11 @@ public:
     std::uint64_t VendorPduCount() const;
     // Garbage bytes from the host skipped so far.
     std::uint64_t GarbageSkipped() const;
+    // ACL data packets received on this 12-bit handle, held or answered.
+    std::uint64_t AclPacketsReceived(std::uint16_t handle) const;
+    bool HoldingAclCompletions() const;
+    // Packets per handle whose completion is held; empty when none is.
+    std::map<std::uint16_t, std::uint64_t> HeldAclCompletions() const;
 
 private:
     enum class Flow { kGoOn, kLineDown, kStop };
@@ -155,8 +196,16 @@ private:
     void Log(const std::string& line) const;
     Flow HandlePacket(const Bytes& packet);
     Flow HandleFragment(const Bytes& parameters);
-    // Silence, delay, then each packet in turn.
+    Flow HandleAcl(const Bytes& packet);
+    // Silence, then Deliver.
     Flow Reply(const std::vector<Bytes>& packets);
+    // Delay, then each packet in turn.
+    Flow Deliver(const std::vector<Bytes>& packets);
+    // Queues the events `build` makes under the lock and wakes the serving
+    // thread.
+    void Request(const std::function<std::vector<Bytes>()>& build);
+    // Sends the events asked for so far.
+    Flow SendRequested();
     Flow Send(const Bytes& packet);
     Flow WriteAll(const std::uint8_t* data, std::size_t size);
     // Waits until the host has read all that was sent, at most kDrainBound.
@@ -187,6 +236,8 @@ private:
     std::optional<Bytes> lastVendor_;
     std::uint64_t vendorCount_ = 0;
     std::uint64_t garbageSkipped_ = 0;
+    AclCompletions acl_;
+    std::deque<Bytes> requested_;  // events asked for, not yet sent
 
     // Serving side: set up by Start, used by the thread, torn down by Stop.
     mutable std::mutex lifecycle_;

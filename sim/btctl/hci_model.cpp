@@ -6,11 +6,6 @@
 namespace tavo::sim::btctl {
 namespace {
 
-void Put16(Bytes& out, std::uint16_t value) {
-    out.push_back(static_cast<std::uint8_t>(value & 0xFF));
-    out.push_back(static_cast<std::uint8_t>(value >> 8));
-}
-
 // Parameter lengths the commands must carry; Set Event Filter's depends on
 // its filter type, so only its first byte is required.
 struct Shape {
@@ -43,14 +38,6 @@ bool IsTestCommand(std::uint16_t op) {
 
 }  // namespace
 
-Bytes CommandComplete(std::uint16_t op, std::uint8_t status, const Bytes& returnParameters) {
-    Bytes event = {0x04, kCommandCompleteEvent, static_cast<std::uint8_t>(4 + returnParameters.size()), 0x01};
-    Put16(event, op);
-    event.push_back(status);
-    event.insert(event.end(), returnParameters.begin(), returnParameters.end());
-    return event;
-}
-
 Bytes HciModel::Answer(const HciCommand& command, std::optional<std::uint8_t> forced) {
     const std::uint16_t op = command.opcode;
     const Bytes& p = command.parameters;
@@ -58,7 +45,9 @@ Bytes HciModel::Answer(const HciCommand& command, std::optional<std::uint8_t> fo
     ++counts[op];
     const auto shape = std::find_if(std::begin(kShapes), std::end(kShapes),
                                     [op](const Shape& s) { return s.opcode == op; });
-    if (shape == std::end(kShapes)) return CommandComplete(op, forced.value_or(hcistatus::kUnknownCommand), {});
+    if (shape == std::end(kShapes)) {
+        return CommandComplete(op, forced.value_or(hcistatus::kUnknownCommand), {}, credits);
+    }
     if (IsTestCommand(op)) lastTestCommand = command;
 
     const bool fits = shape->atLeast ? p.size() >= shape->length : p.size() == shape->length;
@@ -80,16 +69,16 @@ Bytes HciModel::Answer(const HciCommand& command, std::optional<std::uint8_t> fo
             if (act) scanEnable = p[0];
             break;
         case opcode::kReadVoiceSetting:
-            Put16(r, 0x0060);
+            PutLe16(r, 0x0060);
             break;
         case opcode::kReadLocalVersion:
             r = {0x0B, 0x00, 0x00, 0x0B, 0xFF, 0xFF, 0x01, 0x00};
             break;
         case opcode::kReadBufferSize:
-            Put16(r, buffers.aclLength);
+            PutLe16(r, buffers.aclLength);
             r.push_back(buffers.scoLength);
-            Put16(r, buffers.aclPackets);
-            Put16(r, buffers.scoPackets);
+            PutLe16(r, buffers.aclPackets);
+            PutLe16(r, buffers.scoPackets);
             break;
         case opcode::kReadBdAddr:
             r.assign(address.rbegin(), address.rend());
@@ -98,7 +87,7 @@ Bytes HciModel::Answer(const HciCommand& command, std::optional<std::uint8_t> fo
             if (act) dutMode = true;
             break;
         case opcode::kLeReadBufferSize:
-            Put16(r, leBuffers.length);
+            PutLe16(r, leBuffers.length);
             r.push_back(leBuffers.packets);
             break;
         case opcode::kLeReceiverTest:
@@ -108,13 +97,13 @@ Bytes HciModel::Answer(const HciCommand& command, std::optional<std::uint8_t> fo
             if (act) leTest = op;
             break;
         case opcode::kLeTestEnd:
-            Put16(r, leTestPackets);
+            PutLe16(r, leTestPackets);
             if (act) leTest.reset();
             break;
         default:
             break;
     }
-    return CommandComplete(op, status, r);
+    return CommandComplete(op, status, r, credits);
 }
 
 }  // namespace tavo::sim::btctl

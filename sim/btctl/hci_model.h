@@ -1,6 +1,6 @@
 // What the simulated controller does with an HCI command, and the state it
 // keeps. Every command below is answered with a Command Complete event
-// (0x0E) granting one command credit:
+// (0x0E) granting `credits` command credits (1 unless set):
 //
 //   0x0C03 Reset                   status; scan, device-under-test mode and LE test end
 //   0x0C05 Set Event Filter        status (1 byte or more of parameters)
@@ -19,7 +19,8 @@
 // gets status 0x12 (invalid parameters) and changes nothing; an opcode not
 // listed gets status 0x01 (unknown command) and no return parameters. A
 // forced status goes into every Command Complete and also changes nothing.
-// The return parameters keep their shape whatever the status.
+// The return parameters keep their shape whatever the status. Credits are
+// only reported: a command sent while they are 0 is answered all the same.
 #pragma once
 
 #include <array>
@@ -27,6 +28,7 @@
 #include <map>
 #include <optional>
 
+#include "sim/btctl/hci_events.h"
 #include "sim/btctl/hex_bytes.h"
 
 namespace tavo::sim::btctl {
@@ -56,11 +58,6 @@ inline constexpr std::uint8_t kUnknownCommand = 0x01;
 inline constexpr std::uint8_t kInvalidParameters = 0x12;
 }  // namespace hcistatus
 
-inline constexpr std::uint8_t kCommandCompleteEvent = 0x0E;
-
-// The address as written, most significant byte first: 00:1A:7D:DA:71:13
-// is {0x00, 0x1A, 0x7D, 0xDA, 0x71, 0x13}.
-using BdAddr = std::array<std::uint8_t, 6>;
 inline constexpr BdAddr kDefaultBdAddr = {0x00, 0x1A, 0x7D, 0xDA, 0x71, 0x13};
 
 struct BufferSizes {
@@ -92,6 +89,7 @@ public:
     LeBufferSize leBuffers;
     BdAddr address = kDefaultBdAddr;
     std::uint16_t leTestPackets = 0;  // LE Test End's count
+    std::uint8_t credits = 1;         // num_hci_command_packets of Command Complete and Status
 
     // --- what the host did ---
     std::uint8_t scanEnable = 0;
@@ -101,8 +99,5 @@ public:
     std::map<std::uint16_t, Bytes> lastParameters;  // of every opcode received
     std::map<std::uint16_t, std::uint64_t> counts;
 };
-
-// A Command Complete event with one command credit, H4 indicator included.
-Bytes CommandComplete(std::uint16_t opcode, std::uint8_t status, const Bytes& returnParameters);
 
 }  // namespace tavo::sim::btctl

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <map>
+#include <vector>
 
 namespace tavo::sim::btctl {
 namespace {
@@ -24,6 +26,27 @@ std::optional<unsigned long long> Number(const std::string& text, unsigned long 
     if (errno != 0 || value > max) return std::nullopt;
     return value;
 }
+
+// Comma-separated numbers, each within its maximum: at least `required`
+// of them and at most maxima.size().
+std::optional<std::vector<unsigned long long>> Numbers(const std::string& text, std::size_t required,
+                                                       const std::vector<unsigned long long>& maxima) {
+    std::vector<unsigned long long> values;
+    for (std::size_t start = 0;;) {
+        const std::size_t comma = text.find(',', start);
+        if (values.size() == maxima.size()) return std::nullopt;
+        const auto value = Number(text.substr(start, comma - start), maxima[values.size()]);
+        if (!value) return std::nullopt;
+        values.push_back(*value);
+        if (comma == std::string::npos) break;
+        start = comma + 1;
+    }
+    if (values.size() < required) return std::nullopt;
+    return values;
+}
+
+std::uint8_t U8(unsigned long long value) { return static_cast<std::uint8_t>(value); }
+std::uint16_t U16(unsigned long long value) { return static_cast<std::uint16_t>(value); }
 
 using Apply = std::function<bool(BtController&, const std::string&)>;
 
@@ -71,6 +94,44 @@ const std::map<std::string, Setting>& Settings() {
              const auto n = Number(v, 0xFFFF);
              if (n) c.SetLeTestPackets(static_cast<std::uint16_t>(*n));
              return n.has_value();
+         }}},
+        {"credits", {true, [](BtController& c, const std::string& v) {
+             const auto n = Number(v, 0xFF);
+             if (n) c.SetCommandCredits(U8(*n));
+             return n.has_value();
+         }}},
+        {"acl-complete", {true, [](BtController& c, const std::string& v) {
+             if (v == "hold") c.HoldAclCompletions();
+             if (v == "on" || v == "release") c.ReleaseAclCompletions();
+             return v == "hold" || v == "on" || v == "release";
+         }}},
+        {"connection-complete", {true, [](BtController& c, const std::string& v) {
+             const auto n = Numbers(v, 2, {kMaxHandle, 0xFF, 0xFF});
+             if (n) c.SendConnectionComplete(U16((*n)[0]), U8((*n)[1]), n->size() > 2 ? U8((*n)[2]) : 0);
+             return n.has_value();
+         }}},
+        {"sync-connection-complete", {true, [](BtController& c, const std::string& v) {
+             const auto n = Numbers(v, 1, {kMaxHandle, 0xFF});
+             if (n) c.SendSyncConnectionComplete(U16((*n)[0]), n->size() > 1 ? U8((*n)[1]) : 0);
+             return n.has_value();
+         }}},
+        {"disconnection-complete", {true, [](BtController& c, const std::string& v) {
+             const auto n = Numbers(v, 1, {kMaxHandle, 0xFF, 0xFF});
+             if (n) {
+                 c.SendDisconnectionComplete(U16((*n)[0]), n->size() > 1 ? U8((*n)[1]) : 0,
+                                             n->size() > 2 ? U8((*n)[2]) : kDefaultDisconnectReason);
+             }
+             return n.has_value();
+         }}},
+        {"command-status", {true, [](BtController& c, const std::string& v) {
+             const auto n = Numbers(v, 2, {0xFFFF, 0xFF});
+             if (n) c.SendCommandStatus(U16((*n)[0]), U8((*n)[1]));
+             return n.has_value();
+         }}},
+        {"event", {true, [](BtController& c, const std::string& v) {
+             const auto bytes = ParseHexBytes(v, kMaxEvent);
+             if (bytes) c.SendEvent(*bytes);
+             return bytes.has_value();
          }}},
     };
     return settings;
@@ -131,7 +192,23 @@ std::string SettingsUsage() {
            "  hangup-mid-packet               cut the next packet sent after half its bytes,\n"
            "                                  then close the line\n"
            "  bd-addr=XX:XX:XX:XX:XX:XX       the address Read BD_ADDR reports (00:1A:7D:DA:71:13)\n"
-           "  le-packets=N                    the number of packets LE Test End reports\n";
+           "  le-packets=N                    the number of packets LE Test End reports\n"
+           "  credits=N                       the command credits in every Command Complete and\n"
+           "                                  Command Status (1; commands are answered even at 0)\n"
+           "  acl-complete=on|hold|release    ACL data is answered with Number Of Completed\n"
+           "                                  Packets at once (on), or counted per handle and held\n"
+           "                                  (hold) until sent in one event (release, or on)\n"
+           "  connection-complete=HANDLE,LINKTYPE[,STATUS]\n"
+           "                                  send Connection Complete with the controller's address\n"
+           "  sync-connection-complete=HANDLE[,STATUS]\n"
+           "                                  send Synchronous Connection Complete (eSCO)\n"
+           "  disconnection-complete=HANDLE[,STATUS[,REASON]]\n"
+           "                                  send Disconnection Complete (reason 0x13)\n"
+           "  command-status=OPCODE,STATUS    send Command Status with the current credits\n"
+           "  event=HEX                       send these bytes after the event indicator as given\n"
+           "                                  (code, length, parameters; at most 257 bytes)\n"
+           "                                  Events asked for go out even when silent; HANDLE is\n"
+           "                                  0 to 0xFFF.\n";
 }
 
 }  // namespace tavo::sim::btctl

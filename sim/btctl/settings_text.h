@@ -10,6 +10,13 @@
 //   hangup-mid-packet        the next packet sent is cut after half its bytes, then the line is closed
 //   bd-addr=XX:XX:XX:XX:XX:XX   the address Read BD_ADDR reports
 //   le-packets=N             the number of packets LE Test End reports
+//   credits=N                the command credits of Command Complete and Command Status
+//   acl-complete=on|hold|release   completions of ACL data at once, held, or the held ones sent
+//   connection-complete=HANDLE,LINKTYPE[,STATUS]        these send an event at once
+//   sync-connection-complete=HANDLE[,STATUS]
+//   disconnection-complete=HANDLE[,STATUS[,REASON]]
+//   command-status=OPCODE,STATUS
+//   event=HEX                the bytes after the event indicator, as given
 //
 // Numbers are decimal or 0x-prefixed hexadecimal, and must fit their field.
 #pragma once

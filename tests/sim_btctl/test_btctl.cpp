@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -157,13 +158,15 @@ TEST(BtCtl, VendorPdusComeBackAsResponsesThroughTheEventTunnel) {
     EXPECT_EQ(chip.host.Exchange("01 03 0c 00", 7), "04 0e 04 01 03 0c 00");
 }
 
-TEST(BtCtl, DataIsLoggedAndHostGarbageSkippedOncePerRun) {
+TEST(BtCtl, AclDataIsCompletedScoIsNotAndHostGarbageSkippedOncePerRun) {
     Chip chip;
-    ASSERT_TRUE(chip.host.Send("02 01 00 02 00 aa bb 03 01 00 01 cc ff 04 00 01 25 0c 00 05 01 03 0c 00"));
+    // Handle 0x123 under packet-boundary flags 2: the flags stay out of the completion.
+    ASSERT_TRUE(chip.host.Send("02 23 21 02 00 aa bb 03 01 00 01 cc ff 04 00 01 25 0c 00 05 01 03 0c 00"));
+    EXPECT_EQ(chip.host.Receive(8), "04 13 05 01 23 01 01 00");
     EXPECT_EQ(chip.host.Receive(9), "04 0e 06 01 25 0c 00 60 00");
     EXPECT_EQ(chip.host.Receive(7), "04 0e 04 01 03 0c 00");
     const auto& log = chip.env.Sim().Log();
-    EXPECT_TRUE(log.Contains("btctl: rx 02 01 00 02 00 aa bb"));
+    EXPECT_TRUE(log.Contains("btctl: rx 02 23 21 02 00 aa bb"));
     EXPECT_TRUE(log.Contains("btctl: rx 03 01 00 01 cc"));
     std::vector<std::string> garbage;
     for (const std::string& line : log.Lines()) {
@@ -171,6 +174,46 @@ TEST(BtCtl, DataIsLoggedAndHostGarbageSkippedOncePerRun) {
     }
     EXPECT_EQ(garbage, (std::vector<std::string>{"ff)", "05)"}));
     EXPECT_EQ(chip.ctl().GarbageSkipped(), 4u);
+    EXPECT_EQ(chip.ctl().AclPacketsReceived(0x123), 1u);
+}
+
+TEST(BtCtl, HeldCompletionsComeInOneEventInHandleOrder) {
+    Chip chip;
+    chip.Apply("acl-complete=hold");
+    ASSERT_TRUE(chip.host.Send("02 02 00 01 00 aa 02 01 00 01 00 bb 02 02 20 01 00 cc"));
+    EXPECT_EQ(chip.host.Exchange("01 03 0c 00", 7), "04 0e 04 01 03 0c 00");
+    EXPECT_EQ(chip.ctl().HeldAclCompletions(), (std::map<std::uint16_t, std::uint64_t>{{1, 1}, {2, 2}}));
+    chip.Apply("acl-complete=release");
+    EXPECT_EQ(chip.host.Receive(12), "04 13 09 02 01 00 01 00 02 00 02 00");
+    EXPECT_EQ(chip.host.Exchange("02 01 00 01 00 dd", 8), "04 13 05 01 01 00 01 00");
+    EXPECT_TRUE(chip.ctl().HeldAclCompletions().empty());
+}
+
+TEST(BtCtl, EventsAskedForGoOutAtOnceEvenWhenSilent) {
+    Chip chip;
+    // An empty event marks a setting that sends nothing.
+    struct Row { const char* setting; const char* event; } const rows[] = {
+        {"connection-complete=1,1", "04 03 0b 00 01 00 13 71 da 7d 1a 00 01 00"},
+        {"connection-complete=0xfff,0,0x0d", "04 03 0b 0d ff 0f 13 71 da 7d 1a 00 00 00"},
+        {"sync-connection-complete=0x102", "04 2c 11 00 02 01 13 71 da 7d 1a 00 02 00 00 00 00 00 00 02"},
+        {"sync-connection-complete=6,0x1a", "04 2c 11 1a 06 00 13 71 da 7d 1a 00 02 00 00 00 00 00 00 02"},
+        {"disconnection-complete=0xfff", "04 05 04 00 ff 0f 13"},
+        {"disconnection-complete=1,0x0c,0x16", "04 05 04 0c 01 00 16"},
+        {"command-status=0x0407,0x0c", "04 0f 04 0c 01 07 04"},
+        {"credits=255", ""},
+        {"command-status=0xffff,0", "04 0f 04 00 ff ff ff"},
+        {"bd-addr=01:23:45:67:89:ab", ""},
+        {"connection-complete=2,1", "04 03 0b 00 02 00 ab 89 67 45 23 01 01 00"},
+        {"silent", ""},
+        {"event=1900", "04 19 00"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.setting);
+        chip.Apply(row.setting);
+        if (*row.event == '\0') continue;
+        EXPECT_EQ(chip.host.Receive(Size(row.event)), row.event);
+        EXPECT_TRUE(chip.Logged(std::string("btctl: tx ") + row.event));
+    }
 }
 
 TEST(BtCtl, SteeringShowsOnTheLine) {
@@ -191,6 +234,7 @@ TEST(BtCtl, SteeringShowsOnTheLine) {
         {{"bd-addr=01:23:45:67:89:ab"}, "01 09 10 00", "04 0e 0a 01 09 10 00 ab 89 67 45 23 01",
          "04 0e 0a 01 09 10 00 ab 89 67 45 23 01", "btctl: rx"},
         {{"le-packets=0x1234"}, "01 1f 20 00", "04 0e 06 01 1f 20 00 34 12", "04 0e 06 01 1f 20 00 34 12", "btctl: rx"},
+        {{"credits=0"}, "01 03 0c 00", "04 0e 04 00 03 0c 00", "04 0e 04 00 03 0c 00", "btctl: tx 04 0e 04 00"},
         {{"delay=1"}, "01 25 0c 00", "04 0e 06 01 25 0c 00 60 00", "04 0e 06 01 25 0c 00 60 00", "btctl: rx"},
     };
     for (const Row& row : rows) {
@@ -249,7 +293,8 @@ TEST(BtCtl, StopEndsADelayedAnswerAndRemovesTheNode) {
 
 TEST(BtCtlSettings, BadSettingsAreRefusedAndChangeNothing) {
     bt::BtController ctl;
-    struct Row { const char* setting; const char* error; } const rows[] = {
+    const std::string bytes257(2 * 257, 'a');
+    struct Row { std::string setting; const char* error; } const rows[] = {
         {"loud", "unknown btctl setting: loud"}, {"delay", "btctl setting delay needs a value"},
         {"hangup=now", "btctl setting hangup takes no value"}, {"silent=maybe", "bad value for btctl setting silent"},
         {"status=256", "bad value for btctl setting status: 256"}, {"status=0x100", "status: 0x100"},
@@ -257,7 +302,14 @@ TEST(BtCtlSettings, BadSettingsAreRefusedAndChangeNothing) {
         {"split=4097", "split: 4097"}, {"delay= 5", "delay:  5"}, {"garbage=", "garbage: "},
         {"garbage=abc", "garbage: abc"}, {"garbage=zz", "garbage: zz"},
         {"bd-addr=01:23:45:67:89", "bd-addr: 01:23:45:67:89"}, {"bd-addr=01-23-45-67-89-ab", "bd-addr: 01-23"},
-        {"bd-addr=01:23:45:67:89:abc", "bd-addr: 01:23"},
+        {"bd-addr=01:23:45:67:89:abc", "bd-addr: 01:23"}, {"credits=256", "credits: 256"},
+        {"acl-complete=off", "acl-complete: off"}, {"connection-complete=0x1000,1", "complete: 0x1000,1"},
+        {"connection-complete=1,256", "complete: 1,256"}, {"connection-complete=1,1,256", "complete: 1,1,256"},
+        {"connection-complete=1", "complete: 1"}, {"connection-complete=1,1,0,0", "complete: 1,1,0,0"},
+        {"connection-complete=1,,0", "complete: 1,,0"}, {"sync-connection-complete=4096", "complete: 4096"},
+        {"sync-connection-complete=1,256", "complete: 1,256"}, {"disconnection-complete=1,0,256", "complete: 1,0,256"},
+        {"command-status=0x10000,0", "status: 0x10000,0"}, {"command-status=1,256", "status: 1,256"},
+        {"command-status=0x0405", "status: 0x0405"}, {"event=" + bytes257 + "aa", "event: aaa"},
     };
     for (const Row& row : rows) {
         std::string error;
@@ -266,12 +318,18 @@ TEST(BtCtlSettings, BadSettingsAreRefusedAndChangeNothing) {
     }
     EXPECT_EQ(ctl.AddressText(), "00:1A:7D:DA:71:13");
     EXPECT_EQ(ctl.LeTestPackets(), 0);
+    EXPECT_EQ(ctl.CommandCredits(), 1);
     std::string error;
-    for (const char* fits : {"status=255", "le-packets=65535", "split=4096", "bd-addr=fe:dc:ba:98:76:54"}) {
+    const std::string fitting[] = {"status=255", "le-packets=65535", "split=4096", "bd-addr=fe:dc:ba:98:76:54",
+                                   "credits=255", "connection-complete=0xfff,255,255", "command-status=0xffff,255",
+                                   "sync-connection-complete=4095,255", "disconnection-complete=0xfff,255,255",
+                                   "event=" + bytes257};
+    for (const std::string& fits : fitting) {
         EXPECT_TRUE(bt::ApplySetting(ctl, fits, error)) << fits << ": " << error;
     }
     EXPECT_EQ(ctl.AddressText(), "FE:DC:BA:98:76:54");
     EXPECT_EQ(ctl.LeTestPackets(), 65535);
+    EXPECT_EQ(ctl.CommandCredits(), 255);
 }
 
 // The line may cut a packet anywhere; byte by byte or whole, the same packets come out.
