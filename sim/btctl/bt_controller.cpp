@@ -228,21 +228,33 @@ BtController::Flow BtController::HandleFragment(const Bytes& parameters) {
         Log("PDU of " + what + " -> no answer (not the vendor channel)");
         return Flow::kGoOn;
     }
+    std::optional<std::string> understood;
+    std::optional<Bytes> response;
+    VendorSteering steering;
     {
+        // The state is kept before the reply goes, so that a host that has
+        // its reply reads back what the request set.
         std::lock_guard<std::mutex> lock(mutex_);
         lastVendor_ = fragment.pdu;
         ++vendorCount_;
+        understood = TrackRadioTest(fragment.pdu, radio_);
+        steering = vendor_;
+        response = AnswerVendorPdu(fragment.pdu, steering, model_.leTestPackets);
     }
-    const std::optional<Bytes> response = AnswerVendorPdu(fragment.pdu);
+    if (understood) Log(*understood);
     if (!response) {
         Log("vendor PDU of " + what + " -> no answer (shorter than its header)");
         return Flow::kGoOn;
     }
+    if (!steering.answer) {
+        Log("vendor PDU of " + what + " -> no answer (vendor replies off)");
+        return Flow::kGoOn;
+    }
     Log("vendor PDU of " + what + " -> response of " + Count(response->size(), "bytes"));
-    return Reply(TunnelEvents(kVendorChannel, *response));
+    return Reply(TunnelEvents(kVendorChannel, *response), steering.delay);
 }
 
-BtController::Flow BtController::Reply(const std::vector<Bytes>& packets) {
+BtController::Flow BtController::Reply(const std::vector<Bytes>& packets, std::chrono::milliseconds extraDelay) {
     bool silent = false;
     {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -252,14 +264,14 @@ BtController::Flow BtController::Reply(const std::vector<Bytes>& packets) {
         Log("no answer (silent)");
         return Flow::kGoOn;
     }
-    return Deliver(packets);
+    return Deliver(packets, extraDelay);
 }
 
-BtController::Flow BtController::Deliver(const std::vector<Bytes>& packets) {
+BtController::Flow BtController::Deliver(const std::vector<Bytes>& packets, std::chrono::milliseconds extraDelay) {
     std::chrono::milliseconds delay{0};
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        delay = delay_;
+        delay = delay_ + extraDelay;
     }
     if (delay.count() > 0) {
         const Flow flow = Wait(delay);
@@ -460,6 +472,36 @@ void BtController::ReleaseAclCompletions() {
     Request([this] { return acl_.Release(); });
 }
 
+void BtController::SetVendorStatus(std::uint16_t status) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    vendor_.status = status;
+}
+
+void BtController::SetVendorWrongSequence(bool wrong) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    vendor_.wrongSequence = wrong;
+}
+
+void BtController::SetVendorWrongVarid(bool wrong) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    vendor_.wrongVarid = wrong;
+}
+
+void BtController::SetVendorReplies(bool answer) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    vendor_.answer = answer;
+}
+
+void BtController::SetVendorDelay(std::chrono::milliseconds delay) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    vendor_.delay = delay;
+}
+
+VendorSteering BtController::VendorReplies() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return vendor_;
+}
+
 void BtController::Request(const std::function<std::vector<Bytes>()>& build) {
     {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -567,6 +609,11 @@ std::optional<Bytes> BtController::LastVendorPdu() const {
 std::uint64_t BtController::VendorPduCount() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return vendorCount_;
+}
+
+RadioState BtController::Radio() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return radio_;
 }
 
 std::uint64_t BtController::GarbageSkipped() const {

@@ -7,7 +7,8 @@
 // HCI commands are answered with Command Complete as hci_model.h lists.
 // Commands 0xFC00 carry the tunnelled vendor channels (tunnel.h) and get no
 // Command Complete; a whole PDU on the vendor channel is answered by
-// AnswerVendorPdu (vendor_answer.h) through 0xFF events. ACL data is
+// AnswerVendorPdu (vendor_answer.h) through 0xFF events, and what its radio
+// tests set up is kept (radio_test.h). ACL data is
 // answered with Number Of Completed Packets, or held back (acl_completions.h);
 // SCO data gets nothing. Other events (hci_events.h) go out when a test asks
 // for them.
@@ -22,7 +23,10 @@
 //   btctl: tx garbage de ad
 //   btctl: no answer (silent)
 //   btctl: garbage from the host, skipping to the next indicator (first byte ff)
+//   btctl: radio test tx_data1 lo_freq=2402
+//   btctl: le test receiver channel=19
 //   btctl: vendor PDU of 300 bytes on channel 2 -> response of 300 bytes
+//   btctl: vendor PDU of 18 bytes on channel 2 -> no answer (vendor replies off)
 //   btctl: PDU of 12 bytes on channel 5 -> no answer (not the vendor channel)
 //   btctl: vendor PDU of 4 bytes on channel 2 -> no answer (shorter than its header)
 //   btctl: tunnel fragment without a descriptor dropped
@@ -53,7 +57,9 @@
 #include "sim/btctl/hci_model.h"
 #include "sim/btctl/hex_bytes.h"
 #include "sim/btctl/pty_line.h"
+#include "sim/btctl/radio_test.h"
 #include "sim/btctl/tunnel.h"
+#include "sim/btctl/vendor_answer.h"
 #include "sim/unique_fd.h"
 
 namespace tavo::sim::btctl {
@@ -138,6 +144,19 @@ public:
     // answers ACL data at once again.
     void ReleaseAclCompletions();
 
+    // --- Steering: replies on the vendor channel, whatever their varid ----
+    // The status word of every reply; 0 goes back to normal.
+    void SetVendorStatus(std::uint16_t status);
+    // The reply's sequence number is the request's plus 1.
+    void SetVendorWrongSequence(bool wrong);
+    // The reply's varid is the request's XOR 0x0001.
+    void SetVendorWrongVarid(bool wrong);
+    // false: vendor PDUs are read, kept and logged, and not answered.
+    void SetVendorReplies(bool answer);
+    // Each vendor reply waits this long, after the general delay.
+    void SetVendorDelay(std::chrono::milliseconds delay);
+    VendorSteering VendorReplies() const;
+
     // --- Steering: events on request ------------------------------------
     // Each event is queued for the serving thread, which sends it before
     // it takes the next packet from the host, or after the answer it is
@@ -181,6 +200,9 @@ public:
     // The last whole PDU that came in on the vendor channel.
     std::optional<Bytes> LastVendorPdu() const;
     std::uint64_t VendorPduCount() const;
+    // What the radio-test and LE radio-test commands set up, and how many
+    // came.
+    RadioState Radio() const;
     // Garbage bytes from the host skipped so far.
     std::uint64_t GarbageSkipped() const;
     // ACL data packets received on this 12-bit handle, held or answered.
@@ -198,9 +220,9 @@ private:
     Flow HandleFragment(const Bytes& parameters);
     Flow HandleAcl(const Bytes& packet);
     // Silence, then Deliver.
-    Flow Reply(const std::vector<Bytes>& packets);
-    // Delay, then each packet in turn.
-    Flow Deliver(const std::vector<Bytes>& packets);
+    Flow Reply(const std::vector<Bytes>& packets, std::chrono::milliseconds extraDelay = {});
+    // Delay (plus `extraDelay`), then each packet in turn.
+    Flow Deliver(const std::vector<Bytes>& packets, std::chrono::milliseconds extraDelay = {});
     // Queues the events `build` makes under the lock and wakes the serving
     // thread.
     void Request(const std::function<std::vector<Bytes>()>& build);
@@ -235,6 +257,8 @@ private:
     std::string slavePath_;
     std::optional<Bytes> lastVendor_;
     std::uint64_t vendorCount_ = 0;
+    VendorSteering vendor_;
+    RadioState radio_;
     std::uint64_t garbageSkipped_ = 0;
     AclCompletions acl_;
     std::deque<Bytes> requested_;  // events asked for, not yet sent

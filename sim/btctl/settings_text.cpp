@@ -50,6 +50,13 @@ std::uint16_t U16(unsigned long long value) { return static_cast<std::uint16_t>(
 
 using Apply = std::function<bool(BtController&, const std::string&)>;
 
+// A two-word switch: `on` gives true, `off` false, anything else nothing.
+std::optional<bool> Switch(const std::string& text, const char* on, const char* off) {
+    if (text == on) return true;
+    if (text == off) return false;
+    return std::nullopt;
+}
+
 struct Setting {
     bool takesValue;
     Apply apply;  // false when the value does not fit; nothing is changed then
@@ -133,6 +140,31 @@ const std::map<std::string, Setting>& Settings() {
              if (bytes) c.SendEvent(*bytes);
              return bytes.has_value();
          }}},
+        {"vendor-status", {true, [](BtController& c, const std::string& v) {
+             const auto n = Number(v, 0xFFFF);
+             if (n) c.SetVendorStatus(U16(*n));
+             return n.has_value();
+         }}},
+        {"vendor-seq", {true, [](BtController& c, const std::string& v) {
+             const auto wrong = Switch(v, "wrong", "right");
+             if (wrong) c.SetVendorWrongSequence(*wrong);
+             return wrong.has_value();
+         }}},
+        {"vendor-varid", {true, [](BtController& c, const std::string& v) {
+             const auto wrong = Switch(v, "wrong", "right");
+             if (wrong) c.SetVendorWrongVarid(*wrong);
+             return wrong.has_value();
+         }}},
+        {"vendor-reply", {true, [](BtController& c, const std::string& v) {
+             const auto answer = Switch(v, "on", "off");
+             if (answer) c.SetVendorReplies(*answer);
+             return answer.has_value();
+         }}},
+        {"vendor-delay", {true, [](BtController& c, const std::string& v) {
+             const auto ms = Number(v, 0xFFFFFFFFULL);
+             if (ms) c.SetVendorDelay(std::chrono::milliseconds(*ms));
+             return ms.has_value();
+         }}},
     };
     return settings;
 }
@@ -208,7 +240,13 @@ std::string SettingsUsage() {
            "  event=HEX                       send these bytes after the event indicator as given\n"
            "                                  (code, length, parameters; at most 257 bytes)\n"
            "                                  Events asked for go out even when silent; HANDLE is\n"
-           "                                  0 to 0xFFF.\n";
+           "                                  0 to 0xFFF.\n"
+           "  vendor-status=N                 every vendor reply carries status word N (0: normal)\n"
+           "  vendor-seq=wrong|right          the reply's sequence number is the request's plus 1\n"
+           "  vendor-varid=wrong|right        the reply's varid is the request's XOR 0x0001\n"
+           "  vendor-reply=off|on             vendor PDUs are read and logged, not answered\n"
+           "  vendor-delay=MS                 each vendor reply waits MS milliseconds more\n"
+           "                                  (after the delay of every answer)\n";
 }
 
 }  // namespace tavo::sim::btctl

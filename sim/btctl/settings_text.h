@@ -17,6 +17,11 @@
 //   disconnection-complete=HANDLE[,STATUS[,REASON]]
 //   command-status=OPCODE,STATUS
 //   event=HEX                the bytes after the event indicator, as given
+//   vendor-status=N          every vendor reply carries status word N (0: normal)
+//   vendor-seq=wrong|right   the reply's sequence number is the request's plus 1
+//   vendor-varid=wrong|right the reply's varid is the request's XOR 0x0001
+//   vendor-reply=off|on      vendor PDUs are read and logged, not answered
+//   vendor-delay=MS          each vendor reply waits MS milliseconds more
 //
 // Numbers are decimal or 0x-prefixed hexadecimal, and must fit their field.
 #pragma once

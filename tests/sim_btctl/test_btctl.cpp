@@ -9,10 +9,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -156,6 +158,83 @@ TEST(BtCtl, VendorPdusComeBackAsResponsesThroughTheEventTunnel) {
         EXPECT_TRUE(chip.Logged(row.log)) << row.fragment;
     }
     EXPECT_EQ(chip.host.Exchange("01 03 0c 00", 7), "04 0e 04 01 03 0c 00");
+}
+
+// Each row is a fresh chip; the Reset after the reply shows that nothing else came.
+TEST(BtCtl, RadioTestRepliesEchoThePayloadAndBendAsSteered) {
+    const std::string txData1 = "01 00 fc 13 c2 02 00 09 00 ff ff 04 50 00 00 04 00 62 09 00 00 00 00";
+    struct Row { std::vector<std::string> settings; std::string request; const char* reply; const char* log; };
+    const Row rows[] = {
+        {{}, txData1, "04 ff 14 42 c2 01 00 09 00 ff ff 04 50 00 00 04 00 62 09 00 00 00 00",
+         "btctl: radio test tx_data1 lo_freq=2402"},
+        {{"le-packets=0x1234"}, "01 00 fc 13 c2 02 00 09 00 02 00 8a 50 00 00 03 00 13 00 25 00 02 00",
+         "04 ff 14 42 c2 01 00 09 00 02 00 8a 50 00 00 03 00 34 12 25 00 02 00", "btctl: le test end with count"},
+        {{"le-packets=65535"}, "01 00 fc 0d c2 02 00 00 00 02 00 8a 50 00 00 03 00",
+         "04 ff 10 42 c2 01 00 07 00 02 00 8a 50 00 00 03 00 ff ff", "-> response of 14 bytes"},
+        {{"vendor-status=0xffff"}, txData1, "04 ff 14 42 c2 01 00 09 00 ff ff 04 50 ff ff 04 00 62 09 00 00 00 00",
+         "btctl: tx 04 ff 14"},
+        {{"vendor-seq=wrong"}, txData1, "04 ff 14 42 c2 01 00 09 00 00 00 04 50 00 00 04 00 62 09 00 00 00 00",
+         "btctl: tx 04 ff 14"},
+        {{"vendor-varid=wrong"}, txData1, "04 ff 14 42 c2 01 00 09 00 ff ff 05 50 00 00 04 00 62 09 00 00 00 00",
+         "btctl: tx 04 ff 14"},
+        {{"vendor-seq=wrong", "vendor-varid=wrong", "vendor-status=9", "vendor-seq=right", "vendor-varid=right",
+          "vendor-status=0", "vendor-delay=1"},
+         txData1, "04 ff 14 42 c2 01 00 09 00 ff ff 04 50 00 00 04 00 62 09 00 00 00 00", "btctl: tx 04 ff 14"},
+        {{"vendor-status=4", "vendor-varid=wrong", "vendor-seq=wrong"}, "01 00 fc 0b c2 02 00 05 00 07 00 34 12 09 00",
+         "04 ff 0c 42 c2 01 00 05 00 08 00 35 12 04 00", "btctl: tx 04 ff 0c"},
+        {{"vendor-reply=off"}, txData1, "", "vendor PDU of 18 bytes on channel 2 -> no answer (vendor replies off)"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.settings.empty() ? row.request : row.settings.front());
+        Chip chip;
+        for (const std::string& setting : row.settings) chip.Apply(setting);
+        EXPECT_EQ(chip.host.Exchange(row.request, Size(row.reply)), row.reply);
+        EXPECT_TRUE(chip.Logged(row.log));
+        EXPECT_EQ(chip.host.Exchange("01 03 0c 00", 7), "04 0e 04 01 03 0c 00");
+    }
+}
+
+TEST(BtCtl, VendorDelayHoldsVendorRepliesOnly) {
+    Chip chip;
+    chip.Apply("vendor-delay=600000");
+    EXPECT_EQ(chip.host.Exchange("01 03 0c 00", 7), "04 0e 04 01 03 0c 00");
+    ASSERT_TRUE(chip.host.Send("01 00 fc 13 c2 02 00 09 00 01 00 04 50 00 00 00 00 00 00 00 00 00 00"));
+    ASSERT_TRUE(chip.Logged("btctl: vendor PDU of 18 bytes on channel 2 -> response of 18 bytes"));
+    chip.env.Sim().Stop();  // a reply not held would be on the line, and logged, before the stop is seen
+    EXPECT_FALSE(chip.env.Sim().Log().Contains("btctl: tx 04 ff"));
+}
+
+TEST(BtCtl, RadioTestsLeaveTheirSettingsReadable) {
+    Chip chip;
+    const char* const pdus[] = {
+        "02 00 09 00 01 00 04 50 00 00 16 00 89 09 03 00 e8 03",        // cfg_freq 2441, 3, 1000
+        "02 00 09 00 02 00 04 50 00 00 17 00 0f 00 53 01 00 00",        // cfg_pkt 15, 339
+        "02 00 09 00 03 00 04 50 00 00 34 00 fe ff 00 00 00 00",        // cfg_txpower -2
+        "02 00 0b 00 04 00 04 50 00 00 2d 00 ff ff 00 00 01 00 00 80 34 12",  // hopping
+        "02 00 09 00 05 00 04 50 00 00 1e 00 6b 00 9e 00 33 8b",        // uap 0x6b, lap 0x9e8b33
+        "02 00 09 00 06 00 04 50 00 00 01 00 62 09 03 00 02 00",        // tx_start 2402, 3, 2
+        "02 00 09 00 07 00 8a 50 00 00 02 00 27 00 25 00 01 00",        // LE transmitter 39, 37, 1
+    };
+    for (const char* pdu : pdus) {
+        const std::size_t size = Size(pdu);
+        const Bytes length{static_cast<std::uint8_t>(size + 1)};
+        ASSERT_EQ(chip.host.Exchange("01 00 fc " + ToHex(length) + " c2 " + pdu, size + 5).size(), 3 * (size + 5) - 1);
+    }
+    const bt::RadioState radio = chip.ctl().Radio();
+    EXPECT_EQ(radio.running, std::optional<std::uint16_t>(1));
+    EXPECT_EQ(std::vector<int>({radio.loFreq, radio.txMode, radio.txPattern, radio.txrxFreq, radio.lbOffs,
+                                radio.reportFreq, radio.pktType, radio.pktSize, radio.txPower, radio.uap}),
+              std::vector<int>({2402, 3, 2, 2441, 3, 1000, 15, 339, -2, 0x6b}));
+    EXPECT_EQ(radio.lap, 0x9e8b33u);
+    EXPECT_EQ(radio.hopping, (std::array<std::uint16_t, 5>{0xffff, 0, 1, 0x8000, 0x1234}));
+    EXPECT_EQ(radio.leRunning, std::optional<std::uint16_t>(2));
+    EXPECT_EQ(std::vector<int>({radio.leChannel, radio.leLength, radio.lePayload}), std::vector<int>({39, 37, 1}));
+    EXPECT_EQ(radio.commands, 7u);
+    EXPECT_TRUE(chip.Logged("btctl: radio test cfg_uap_lap uap=0x006b lap=0x009e8b33"));
+    EXPECT_TRUE(chip.Logged("btctl: radio test tx_start lo_freq=2402 mode=3 pattern=2"));
+    EXPECT_TRUE(chip.Logged("btctl: le test transmitter channel=39 length=37 payload=1"));
+    chip.host.Exchange("01 00 fc 13 c2 02 00 09 00 08 00 04 50 00 00 00 00 00 00 00 00 00 00", 23);
+    EXPECT_FALSE(chip.ctl().Radio().running.has_value()) << "a pause ends the test";
 }
 
 TEST(BtCtl, AclDataIsCompletedScoIsNotAndHostGarbageSkippedOncePerRun) {
@@ -310,6 +389,9 @@ TEST(BtCtlSettings, BadSettingsAreRefusedAndChangeNothing) {
         {"sync-connection-complete=1,256", "complete: 1,256"}, {"disconnection-complete=1,0,256", "complete: 1,0,256"},
         {"command-status=0x10000,0", "status: 0x10000,0"}, {"command-status=1,256", "status: 1,256"},
         {"command-status=0x0405", "status: 0x0405"}, {"event=" + bytes257 + "aa", "event: aaa"},
+        {"vendor-status=65536", "vendor-status: 65536"}, {"vendor-seq=yes", "vendor-seq: yes"},
+        {"vendor-varid=on", "vendor-varid: on"}, {"vendor-reply=wrong", "vendor-reply: wrong"},
+        {"vendor-delay=-1", "vendor-delay: -1"}, {"vendor-reply", "vendor-reply needs a value"},
     };
     for (const Row& row : rows) {
         std::string error;
@@ -319,17 +401,22 @@ TEST(BtCtlSettings, BadSettingsAreRefusedAndChangeNothing) {
     EXPECT_EQ(ctl.AddressText(), "00:1A:7D:DA:71:13");
     EXPECT_EQ(ctl.LeTestPackets(), 0);
     EXPECT_EQ(ctl.CommandCredits(), 1);
+    const bt::VendorSteering vendor = ctl.VendorReplies();
+    EXPECT_TRUE(vendor.status == 0 && !vendor.wrongSequence && !vendor.wrongVarid && vendor.answer);
+    EXPECT_EQ(vendor.delay.count(), 0);
     std::string error;
     const std::string fitting[] = {"status=255", "le-packets=65535", "split=4096", "bd-addr=fe:dc:ba:98:76:54",
                                    "credits=255", "connection-complete=0xfff,255,255", "command-status=0xffff,255",
                                    "sync-connection-complete=4095,255", "disconnection-complete=0xfff,255,255",
-                                   "event=" + bytes257};
+                                   "event=" + bytes257, "vendor-status=65535", "vendor-delay=0xffffffff"};
     for (const std::string& fits : fitting) {
         EXPECT_TRUE(bt::ApplySetting(ctl, fits, error)) << fits << ": " << error;
     }
     EXPECT_EQ(ctl.AddressText(), "FE:DC:BA:98:76:54");
     EXPECT_EQ(ctl.LeTestPackets(), 65535);
     EXPECT_EQ(ctl.CommandCredits(), 255);
+    EXPECT_EQ(ctl.VendorReplies().status, 65535);
+    EXPECT_EQ(ctl.VendorReplies().delay.count(), 0xffffffffLL);
 }
 
 // The line may cut a packet anywhere; byte by byte or whole, the same packets come out.
