@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <algorithm>
 
 #include "enginefw/clock.h"
 #include "enginefw/critical_section.h"
@@ -164,6 +165,10 @@ bool UARTImplAbs::open() {
         mSignalHandlerOurs = true;
     }
     UART_ASSERT(pipe2(mWake, O_CLOEXEC) == 0);
+    // Both threads wait in poll before they touch the port, so it need not
+    // block; the daemon's own writes then never wait on a full line.
+    fcntl(mFd, F_SETFL, fcntl(mFd, F_GETFL) | O_NONBLOCK);
+    mAheadStart = mAheadEnd = 0;
     mStop = 0;
     mDied = 0;
     mDiedTold = 0;
@@ -175,6 +180,16 @@ bool UARTImplAbs::open() {
     UART_ASSERT(pthread_create (&rxThreadID, NULL, __rxThread, this) == 0);
     mThreadsStarted = true;
     return true;
+}
+
+unsigned long UARTImplAbs::TakeAhead(unsigned char* buffer, unsigned long length) {
+    const unsigned long n = std::min<unsigned long>(length, mAheadEnd - mAheadStart);
+    std::memcpy(buffer, mAhead + mAheadStart, n);
+    mAheadStart += n;
+    if (mAheadStart == mAheadEnd) {
+        mAheadStart = mAheadEnd = 0;
+    }
+    return n;
 }
 
 bool UARTImplAbs::reopen() {
@@ -190,9 +205,17 @@ bool UARTImplAbs::read(unsigned char* buffer, unsigned long length, unsigned lon
     UART_ASSERT(pthread_mutex_lock (&mMutexThread) == 0);
     if (mRxState == idle) {
         mRxBuffer = buffer;
-        mRxLength = length;
-        mRxState = requested;
-        UART_ASSERT(pthread_cond_signal (&mCondDoRx) == 0);
+        if (mAheadEnd > mAheadStart) {
+            // Bytes the receive thread read ahead: the read is done at once,
+            // with no trip through the thread.
+            mRxLength = TakeAhead(buffer, length);
+            mRxState = done;
+            UART_ASSERT(pthread_cond_signal (&mCondDone) == 0);
+        } else {
+            mRxLength = length;
+            mRxState = requested;
+            UART_ASSERT(pthread_cond_signal (&mCondDoRx) == 0);
+        }
     }
     UART_ASSERT(pthread_mutex_unlock (&mMutexThread) == 0);
     return false;
@@ -212,8 +235,24 @@ bool UARTImplAbs::write(const unsigned char* data, unsigned long length, unsigne
         }
         std::memcpy(mTxBuffer, data, length);
         mTxLength = length;
-        mTxState = requested;
-        UART_ASSERT(pthread_cond_signal (&mCondDoTx) == 0);
+        mTxSent = 0;
+        // The port does not block: what it takes now needs no trip through the
+        // transmit thread, which is left the rest, if any. No write is in flight,
+        // so nothing else writes meanwhile.
+        mTxState = writing;
+        UART_ASSERT(pthread_mutex_unlock (&mMutexThread) == 0);
+        const ssize_t rc = ::write(mFd, mTxBuffer, length);
+        UART_ASSERT(pthread_mutex_lock (&mMutexThread) == 0);
+        if (rc > 0) {
+            mTxSent = static_cast<unsigned long>(rc);
+        }
+        if (mTxSent == length) {
+            mTxState = done;
+            UART_ASSERT(pthread_cond_signal (&mCondDone) == 0);
+        } else {
+            mTxState = requested;
+            UART_ASSERT(pthread_cond_signal (&mCondDoTx) == 0);
+        }
     }
     UART_ASSERT(pthread_mutex_unlock (&mMutexThread) == 0);
     return false;
@@ -339,8 +378,8 @@ void UARTImplAbs::txThread() {
             UART_ASSERT(pthread_mutex_unlock (&mMutexThread) == 0);
             return;
         }
-        const unsigned char* buffer = mTxBuffer;
-        unsigned long length = mTxLength;
+        const unsigned char* buffer = mTxBuffer + mTxSent;
+        unsigned long length = mTxLength - mTxSent;
         UART_ASSERT(pthread_mutex_unlock (&mMutexThread) == 0);
 
         bool dead = false;
@@ -401,8 +440,8 @@ void UARTImplAbs::rxThread() {
             UART_ASSERT(pthread_mutex_unlock (&mMutexThread) == 0);
             return;
         }
-        unsigned char* buffer = mRxBuffer;
-        const unsigned long length = mRxLength;
+        unsigned char* const buffer = mAheadRead;
+        const unsigned long length = kReadAhead;
         UART_ASSERT(pthread_mutex_unlock (&mMutexThread) == 0);
 
         unsigned long got = 0;
@@ -439,7 +478,11 @@ void UARTImplAbs::rxThread() {
             break;
         }
         UART_ASSERT(pthread_mutex_lock (&mMutexThread) == 0);
-        mRxLength = got;
+        // The caller's part now; the rest waits for the next read.
+        std::memcpy(mAhead, mAheadRead, got);
+        mAheadStart = 0;
+        mAheadEnd = got;
+        mRxLength = TakeAhead(mRxBuffer, mRxLength);
         mRxState = done;
         if (dead) {
             mDied = 1;

@@ -220,7 +220,10 @@ protected:
     void Shutdown();
 
 private:
-    enum { idle = 0, requested = 1, done = 2 };
+    enum { idle = 0, requested = 1, done = 2, writing = 3 };
+    // The most one read of the port takes; what the caller did not ask for
+    // yet is kept for its next read.
+    static const unsigned long kReadAhead = 4096;
 
     static void* __txThread(void* self);
     static void* __rxThread(void* self);
@@ -230,14 +233,21 @@ private:
     // Blocks in poll until the descriptor is ready or the port is stopped;
     // false when stopped.
     bool WaitReady(short events);
+    // Moves up to length read-ahead bytes to the caller's buffer; under mMutexThread.
+    unsigned long TakeAhead(unsigned char* buffer, unsigned long length);
 
-    uint32_t mTxState = idle;
+    uint32_t mTxState = idle;  // idle, requested, done; writing while write() itself writes
     unsigned char* mTxBuffer = nullptr;
     unsigned long mTxLength = 0;
     unsigned long mTxCapacity = 0;
+    unsigned long mTxSent = 0;  // of the write in flight, what is out already
     uint32_t mRxState = idle;
     unsigned char* mRxBuffer = nullptr;
     unsigned long mRxLength = 0;
+    unsigned char mAheadRead[kReadAhead];  // the receive thread's own
+    unsigned char mAhead[kReadAhead];      // read ahead, not yet asked for
+    unsigned long mAheadStart = 0;
+    unsigned long mAheadEnd = 0;
     uint32_t mCtsState = idle;  // nothing sets it on this kind of port
     unsigned char mZeroed = 0;
     unsigned char mStop = 0;
