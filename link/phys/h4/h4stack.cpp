@@ -41,7 +41,13 @@ void H4Stack::Stop() {
     if (IsActive()) {
         Threadable::Stop();
         mUart->abortWait();
-        mStopBox.wait(0xFFFFFFFF);
+        // A thread stopped before it got to run the daemon ends without ever
+        // setting the stopped item: it is waited for as a thread then.
+        while (!mStopBox.wait(100)) {
+            if (!IsActive()) {
+                break;
+            }
+        }
     }
 }
 
