@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "bt/BtDutLib.h"
 #include "factory/CommandHandler.h"
 #include "factory/factory_log.h"
 #include "wlan/WlanDutLib.h"
@@ -148,8 +149,11 @@ int CCommandHandler::ExecuteATCommand_WiFi(const char* command, char* result) {
         }
     } else {
         // The two radios are never in test together: any other WLAN command
-        // closes an open Bluetooth DUT first. That step arrives with the
-        // Bluetooth DUT object.
+        // closes an open Bluetooth DUT first.
+        if (m_bt_dut != nullptr && m_bt_dut->IsDUTOpen()) {
+            char scratch[WLBT_RESULT_BUFFER_SIZE] = {};
+            m_bt_dut->CloseDUT(scratch);
+        }
         dutResult = RunWiFiCommand(id, cmd, command, result, value1, value2);
     }
 

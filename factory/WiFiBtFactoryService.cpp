@@ -4,6 +4,8 @@
 #include <chrono>
 #include <cstring>
 
+#include "bt/BtDriver.h"
+#include "bt/BtDutLib.h"
 #include "factory/CommandHandler.h"
 #include "factory/FactoryUtil.h"
 #include "factory/ServiceInternal.h"
@@ -17,6 +19,8 @@ namespace {
 // Bluetooth driver and DUT join the graph as they are built.
 CWlanDriver* wlanDrv = nullptr;
 CWlanDutLib* wlanDut = nullptr;
+CBtDriver* btDrv = nullptr;
+CBtDutLib* btDut = nullptr;
 CCommandHandler* handler = nullptr;
 
 // How long closing waits for workers that answered early and still run
@@ -48,7 +52,9 @@ WLBT_API int OpenWiFiBtFactoryService(void) {
     }
     wlanDrv = new CWlanDriver();
     wlanDut = new CWlanDutLib(wlanDrv);
-    handler = new CCommandHandler(wlanDut, nullptr);
+    btDrv = new CBtDriver();
+    btDut = new CBtDutLib(btDrv);  // makes the btcli FIFO
+    handler = new CCommandHandler(wlanDut, btDut);
     return WLBT_OK;
 }
 
@@ -62,13 +68,17 @@ WLBT_API int CloseWiFiBtFactoryService(void) {
     if (handler->WaitForWorkers(kCloseWaitLimit)) {
         delete handler;
         delete wlanDut;  // closes an open DUT: firmware and interface back to normal
+        delete btDut;    // closes an open DUT: the Bluetooth link
         delete wlanDrv;
+        delete btDrv;    // removes the FIFO
     } else {
         FLOG(TAG_SERVICE_IF, "a command worker is still running: its objects are left allocated\n");
     }
     handler = nullptr;
     wlanDut = nullptr;
     wlanDrv = nullptr;
+    btDut = nullptr;
+    btDrv = nullptr;
     return WLBT_OK;
 }
 
