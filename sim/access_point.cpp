@@ -29,14 +29,6 @@ int HexValue(char c) {
     return std::tolower(static_cast<unsigned char>(c)) - 'a' + 10;
 }
 
-bool ValidBssid(const std::string& bssid) {
-    if (bssid.size() != 17) return false;
-    for (size_t i = 0; i < bssid.size(); ++i) {
-        if (i % 3 == 2 ? bssid[i] != ':' : !IsHex(bssid[i])) return false;
-    }
-    return true;
-}
-
 std::string Lower(std::string text) {
     for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return text;
@@ -66,8 +58,16 @@ std::vector<std::string> Split(const std::string& text, char separator, size_t m
 
 }  // namespace
 
+bool IsMacAddressText(const std::string& text) {
+    if (text.size() != 17) return false;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (i % 3 == 2 ? text[i] != ':' : !IsHex(text[i])) return false;
+    }
+    return true;
+}
+
 std::string Validate(const AccessPoint& ap) {
-    if (!ValidBssid(ap.bssid)) return "bad BSSID \"" + Printable(ap.bssid, 40) + "\" (want xx:xx:xx:xx:xx:xx)";
+    if (!IsMacAddressText(ap.bssid)) return "bad BSSID \"" + Printable(ap.bssid, 40) + "\" (want xx:xx:xx:xx:xx:xx)";
     if (ap.frequency < 1 || ap.frequency > 7200) return "bad frequency " + std::to_string(ap.frequency) + " MHz";
     if (!std::isfinite(ap.signal) || ap.signal < -200.0 || ap.signal > 50.0) return "bad signal (want -200 to 50 dBm)";
     if (ap.ssid.size() > AccessPoint::kMaxSsidLength) {

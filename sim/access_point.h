@@ -34,6 +34,9 @@ struct AccessPoint {
 // Empty when `ap` can be reported, else what is wrong with it.
 std::string Validate(const AccessPoint& ap);
 
+// "02:00:00:00:00:01": six pairs of hex digits, either case, colon-separated.
+bool IsMacAddressText(const std::string& text);
+
 // One line of the control file, without its line feed. `ap` must be valid.
 std::string EncodeAccessPoint(const AccessPoint& ap);
 // Reads one line (without its line feed). Returns false with `error` set

@@ -1,5 +1,5 @@
 // tavo-sim: the chip simulator in its own name, and the tool stand-ins
-// (iw, ps) under theirs. The basename of argv[0] decides.
+// (btcli, iw, ps) under theirs. The basename of argv[0] decides.
 #include <string>
 #include <vector>
 #include <iostream>

@@ -83,7 +83,8 @@ bool OptionValue(const std::vector<std::string>& args, size_t& i, const std::str
 
 std::string ServeUsage() {
     return "Usage: tavo-sim [--quiet] [--ap BSSID,FREQ,SIGNAL,SSID]... [--wlanfw SETTING]...\n"
-           "                [--btctl SETTING]... --root DIR\n"
+           "                [--btctl SETTING]... [--bt-device ADDR,NAME,RSSI[,SIGHTINGS]]...\n"
+           "                --root DIR\n"
            "       tavo-sim [options] DIR\n"
            "       tavo-sim --help\n"
            "\n"
@@ -92,8 +93,8 @@ std::string ServeUsage() {
            "run on a workstation. DIR receives the kernel parameters, the driver's control\n"
            "files, the interface flags and the firmware log ring as after a fresh boot\n"
            "(normal firmware rk720, wlan0 down); DIR/dev/tavo_h4_0 links to the Bluetooth\n"
-           "controller's pseudo-terminal; DIR/bin receives the stand-ins for iw and ps;\n"
-           "DIR/sim/log receives the simulator's log. Writing 0xDEADDEAD to\n"
+           "controller's pseudo-terminal; DIR/bin receives the stand-ins for btcli, iw\n"
+           "and ps; DIR/sim/log receives the simulator's log. Writing 0xDEADDEAD to\n"
            "force_crash or Y to the clock's restart file reloads the firmware with the\n"
            "variant in firmware_variant. DIR is left in place on exit.\n"
            "\n"
@@ -108,6 +109,13 @@ std::string ServeUsage() {
            "                    --ap 02:00:00:00:00:01,2412,-45.5,HomeNet (the SSID is\n"
            "                    the rest, commas included); repeat for more. The list\n"
            "                    lives in DIR/sim/access_points and may be edited there.\n"
+           "  --bt-device ADDR,NAME,RSSI[,SIGHTINGS]\n"
+           "                    a Bluetooth device for btcli's inquiry, e.g.\n"
+           "                    --bt-device 00:11:22:33:44:55,Tester,-72,2 (RSSI -127 to\n"
+           "                    -1 dBm; SIGHTINGS 1 or 2 rows per inquiry, 1 if left\n"
+           "                    out; the name is the rest, commas included); repeat for\n"
+           "                    more. btcli reads them, the chip's address and\n"
+           "                    fast-sleep from DIR/sim/btcli_state.\n"
            "  --wlanfw SETTING  steers the WLAN test firmware served on DIR/dev/q7c3310udi0\n"
            "                    (it answers only while the test variant runs); repeat\n"
            "                    for more. Settings:\n" +
@@ -158,6 +166,45 @@ bool ParseAccessPointOption(const std::string& text, AccessPoint& ap, std::strin
     return true;
 }
 
+bool ParseBtDeviceOption(const std::string& text, BtDevice& device, std::string& error) {
+    const std::string usage = "--bt-device wants ADDR,NAME,RSSI[,SIGHTINGS]: \"" + Printable(text, 80) + "\"";
+    const std::size_t first = text.find(',');
+    std::size_t last = text.rfind(',');
+    if (first == std::string::npos || last == first) {
+        error = usage;
+        return false;
+    }
+    BtDevice parsed;
+    parsed.address = text.substr(0, first);
+    std::string field = text.substr(last + 1);
+    if (field == "1" || field == "2") {
+        parsed.sightings = field[0] - '0';
+        const std::size_t rssiComma = text.rfind(',', last - 1);
+        if (rssiComma == first) {
+            error = usage;
+            return false;
+        }
+        field = text.substr(rssiComma + 1, last - rssiComma - 1);
+        last = rssiComma;
+    }
+    char* end = nullptr;
+    errno = 0;
+    const long rssi = field.empty() ? 0 : std::strtol(field.c_str(), &end, 10);
+    if (field.empty() || *end != '\0' || errno != 0 || rssi < BtDevice::kMinRssi || rssi > BtDevice::kMaxRssi) {
+        error = "--bt-device: bad RSSI \"" + Printable(field, 40) + "\" (want -127 to -1 dBm)";
+        return false;
+    }
+    parsed.rssi = static_cast<int>(rssi);
+    parsed.name = text.substr(first + 1, last - first - 1);
+    const std::string invalid = Validate(parsed);
+    if (!invalid.empty()) {
+        error = "--bt-device: " + invalid;
+        return false;
+    }
+    device = parsed;
+    return true;
+}
+
 bool ParseServeOptions(const std::vector<std::string>& args, ServeOptions& options, std::string& error) {
     ServeOptions parsed;
     for (size_t i = 0; i < args.size(); ++i) {
@@ -201,6 +248,13 @@ bool ParseServeOptions(const std::vector<std::string>& args, ServeOptions& optio
             AccessPoint ap;
             if (!ParseAccessPointOption(value, ap, error)) return false;
             parsed.aps.push_back(ap);
+            continue;
+        }
+        if (!OptionValue(args, i, "--bt-device", value, matched, error)) return false;
+        if (matched) {
+            BtDevice device;
+            if (!ParseBtDeviceOption(value, device, error)) return false;
+            parsed.btDevices.push_back(device);
             continue;
         }
         error = "unknown option \"" + Printable(arg, 80) + "\"";
@@ -263,6 +317,7 @@ int ServeMain(const std::vector<std::string>& args, std::ostream& out, std::ostr
             }
         }
         auto& bt = sim.Emplace<btctl::BtControllerComponent>();
+        bt.Controller().SetDevices(options.btDevices);
         for (const std::string& setting : options.btctl) {
             std::string invalid;
             if (!btctl::ApplySetting(bt.Controller(), setting, invalid)) {

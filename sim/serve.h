@@ -7,12 +7,14 @@
 #include <vector>
 
 #include "sim/access_point.h"
+#include "sim/btcli_state.h"
 
 namespace tavo::sim {
 
 struct ServeOptions {
     std::string root;
     std::vector<AccessPoint> aps;
+    std::vector<BtDevice> btDevices;  // devices in range for the btcli stand-in
     std::vector<std::string> wlanfw;  // settings for the WLAN test firmware
     std::vector<std::string> btctl;   // settings for the Bluetooth controller
     bool quiet = false;  // no log lines on standard error
@@ -28,6 +30,11 @@ bool ParseServeOptions(const std::vector<std::string>& args, ServeOptions& optio
 // "BSSID,FREQ,SIGNAL,SSID": the SSID is everything after the third comma,
 // commas included, and may be empty.
 bool ParseAccessPointOption(const std::string& text, AccessPoint& ap, std::string& error);
+
+// "ADDR,NAME,RSSI[,SIGHTINGS]": the name is everything between the first
+// comma and the RSSI, commas included. The fields are told apart from the
+// end: SIGHTINGS (1 or 2) is positive, RSSI (-127 to -1) negative.
+bool ParseBtDeviceOption(const std::string& text, BtDevice& device, std::string& error);
 
 // The two lines that point a shell at the simulator:
 //   export TAVO_PLATFORM_ROOT=<root>

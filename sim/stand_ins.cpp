@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "sim/btcli_tool.h"
 #include "sim/fs_util.h"
 #include "sim/iw_tool.h"
 #include "sim/ps_tool.h"
@@ -13,8 +14,7 @@
 namespace tavo::sim {
 
 const std::vector<std::string>& StandInNames() {
-    // btcli joins this list with the Bluetooth side.
-    static const std::vector<std::string> names = {"iw", "ps"};
+    static const std::vector<std::string> names = {"btcli", "iw", "ps"};
     return names;
 }
 
@@ -34,6 +34,7 @@ std::string RootFromEnvironment() {
 }
 
 int RunStandIn(const std::string& name, const std::vector<std::string>& args) {
+    if (name == "btcli") return BtcliMain(args, RootFromEnvironment(), std::cout, std::cerr);
     if (name == "iw") return IwMain(args, RootFromEnvironment(), std::cout, std::cerr);
     if (name == "ps") return PsMain(args, std::cout, std::cerr);
     std::cerr << name << ": not a tavo-sim stand-in\n";

@@ -1,5 +1,6 @@
 // The tool stand-ins that the tavo-sim program serves under other names
-// (a multi-call binary, chosen by the basename of argv[0]): iw and ps.
+// (a multi-call binary, chosen by the basename of argv[0]): btcli, iw
+// and ps.
 // The library finds them through PATH, so they are installed as symbolic
 // links to tavo-sim in <root>/bin, which goes first on PATH.
 #pragma once

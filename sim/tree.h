@@ -13,8 +13,8 @@
 //   sys/class/net/wlan0/flags         interface flags, hex text ("0x1002")
 //   sys/kernel/debug/tavo/ring0/norlog  the firmware log ring
 //   dev/                              device nodes (WLAN socket, Bluetooth pty, btcli FIFO)
-//   bin/                              the tool stand-ins (iw, ps)
-//   sim/                              the simulator's own files: log, access_points
+//   bin/                              the tool stand-ins (btcli, iw, ps)
+//   sim/                              the simulator's own files: log, access_points, btcli_state
 #pragma once
 
 #include <string>
@@ -48,6 +48,7 @@ inline constexpr char kBin[] = "/bin";
 inline constexpr char kSimDir[] = "/sim";
 inline constexpr char kSimLog[] = "/sim/log";
 inline constexpr char kAccessPoints[] = "/sim/access_points";
+inline constexpr char kBtcliState[] = "/sim/btcli_state";
 }  // namespace path
 
 // The variant the chip boots with, and the prefix that marks test firmware.

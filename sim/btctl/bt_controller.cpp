@@ -25,6 +25,19 @@ constexpr std::chrono::seconds kHangUpBound{5};
 
 std::string Count(std::size_t n, const char* what) { return std::to_string(n) + " " + what; }
 
+std::string AddressString(const BdAddr& a) {
+    char text[18];
+    std::snprintf(text, sizeof text, "%02X:%02X:%02X:%02X:%02X:%02X", a[0], a[1], a[2], a[3], a[4], a[5]);
+    return text;
+}
+
+void CheckDevices(const std::vector<BtDevice>& devices) {
+    for (const BtDevice& device : devices) {
+        const std::string error = Validate(device);
+        if (!error.empty()) throw std::invalid_argument("Bluetooth device: " + error);
+    }
+}
+
 }  // namespace
 
 BtController::~BtController() { Stop(); }
@@ -40,6 +53,17 @@ void BtController::Start(ControllerHost host) {
     UniqueFd wakeRead(fds[0]), wakeWrite(fds[1]);
     auto line = std::make_unique<PtyLine>(host.linkPath);
     {
+        std::lock_guard<std::mutex> file(stateFileMutex_);
+        statePath_ = host.statePath;
+    }
+    try {
+        SaveState();
+    } catch (...) {
+        std::lock_guard<std::mutex> file(stateFileMutex_);
+        statePath_.clear();
+        throw;
+    }
+    {
         std::lock_guard<std::mutex> state(mutex_);
         stopRequested_ = false;
         lineUp_ = true;
@@ -51,6 +75,7 @@ void BtController::Start(ControllerHost host) {
     wakeWrite_ = std::move(wakeWrite);
     tunnel_ = TunnelReassembler();
     thread_ = std::thread([this] { Run(); });
+    reporter_ = std::thread([this] { ReportLoop(); });
 }
 
 void BtController::Stop() noexcept {
@@ -59,14 +84,21 @@ void BtController::Stop() noexcept {
     {
         std::lock_guard<std::mutex> state(mutex_);
         stopRequested_ = true;
+        reportWake_.notify_all();
     }
     Wake();
     thread_.join();
+    reporter_.join();
+    {
+        std::lock_guard<std::mutex> file(stateFileMutex_);
+        statePath_.clear();
+    }
     line_.reset();
     wakeRead_.Reset();
     wakeWrite_.Reset();
     std::lock_guard<std::mutex> state(mutex_);
     lineUp_ = false;
+    report_ = Report::kNone;
     hangUpRequested_ = false;  // the line is closed all the same
     hungUp_.notify_all();
 }
@@ -232,14 +264,32 @@ BtController::Flow BtController::HandleFragment(const Bytes& parameters) {
     std::optional<Bytes> response;
     VendorSteering steering;
     {
-        // The state is kept before the reply goes, so that a host that has
-        // its reply reads back what the request set.
-        std::lock_guard<std::mutex> lock(mutex_);
-        lastVendor_ = fragment.pdu;
-        ++vendorCount_;
-        understood = TrackRadioTest(fragment.pdu, radio_);
-        steering = vendor_;
-        response = AnswerVendorPdu(fragment.pdu, steering, model_.leTestPackets);
+        // The state is kept, and the log ring written, before the reply
+        // goes, so that a host that has its reply reads back what the
+        // request set and finds its lines in the log.
+        std::lock_guard<std::mutex> ring(ringMutex_);
+        std::string ringText;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            lastVendor_ = fragment.pdu;
+            ++vendorCount_;
+            const bool leReceiving = radio_.leRunning == letest::kReceiver;
+            understood = TrackRadioTest(fragment.pdu, radio_);
+            steering = vendor_;
+            if (vendorFailures_ > 0) {
+                --vendorFailures_;
+                if (steering.status == 0) steering.status = 4;
+            }
+            response = AnswerVendorPdu(fragment.pdu, steering, model_.leTestPackets);
+            if (leReceiving && IsLeEndWithCount(fragment.pdu)) ringText = LeRxEndLine(model_.leTestPackets);
+            if (const std::optional<Report> report = ReportAfter(fragment.pdu)) {
+                report_ = *report;
+                reportDue_ = std::chrono::steady_clock::now() + kReportPeriod;
+                ringText += ReportBlock(report_, logSteering_);
+                reportWake_.notify_all();
+            }
+        }
+        if (!ringText.empty()) AppendToLogRing(ringText);
     }
     if (understood) Log(*understood);
     if (!response) {
@@ -391,6 +441,58 @@ BtController::Flow BtController::Wait(std::chrono::milliseconds limit) {
     }
 }
 
+void BtController::ReportLoop() {
+    using Clock = std::chrono::steady_clock;
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (!stopRequested_) {
+        if (report_ == Report::kNone) {
+            reportWake_.wait(lock);
+            continue;
+        }
+        if (Clock::now() < reportDue_) {
+            reportWake_.wait_until(lock, reportDue_);
+            continue;
+        }
+        // Taken in the lock order; the report may have changed meanwhile.
+        lock.unlock();
+        {
+            std::lock_guard<std::mutex> ring(ringMutex_);
+            std::string block;
+            {
+                std::lock_guard<std::mutex> state(mutex_);
+                const Clock::time_point now = Clock::now();
+                if (!stopRequested_ && now >= reportDue_) {
+                    block = ReportBlock(report_, logSteering_);
+                    // A late block does not bring a burst of catching up.
+                    reportDue_ += kReportPeriod;
+                    if (reportDue_ <= now) reportDue_ = now + kReportPeriod;
+                }
+            }
+            if (!block.empty()) AppendToLogRing(block);
+        }
+        lock.lock();
+    }
+}
+
+void BtController::AppendToLogRing(const std::string& text) const {
+    if (host_.logRingPath.empty()) return;
+    const std::string error = AppendToRing(host_.logRingPath, text);
+    if (!error.empty()) Log("firmware log not written: " + error);
+}
+
+void BtController::SaveState() {
+    std::lock_guard<std::mutex> file(stateFileMutex_);
+    if (statePath_.empty()) return;
+    BtcliState state;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        state.address = AddressString(model_.address);
+        state.fastSleep = fastSleep_;
+        state.devices = devices_;
+    }
+    SaveBtcliState(statePath_, state);
+}
+
 // --- Steering ---------------------------------------------------------------
 
 void BtController::SetSilent(bool silent) {
@@ -439,8 +541,11 @@ void BtController::HangUpMidPacket() {
 }
 
 void BtController::SetBdAddr(const BdAddr& address) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    model_.address = address;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        model_.address = address;
+    }
+    SaveState();
 }
 
 void BtController::SetBufferSizes(const BufferSizes& sizes) {
@@ -497,9 +602,81 @@ void BtController::SetVendorDelay(std::chrono::milliseconds delay) {
     vendor_.delay = delay;
 }
 
+void BtController::SetVendorFailures(unsigned count) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    vendorFailures_ = count;
+}
+
 VendorSteering BtController::VendorReplies() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return vendor_;
+}
+
+void BtController::SetBerBits(std::uint32_t bits) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    logSteering_.berBits = bits;
+}
+
+void BtController::SetBerPpm(std::uint32_t ppm) {
+    if (ppm > LogSteering::kMaxPpm) throw std::invalid_argument("bit errors: more than 1000000 per million");
+    std::lock_guard<std::mutex> lock(mutex_);
+    logSteering_.berPpm = ppm;
+}
+
+void BtController::SetCwRssi(int dbm) {
+    if (dbm < LogSteering::kMinCwRssi || dbm > LogSteering::kMaxCwRssi) {
+        throw std::invalid_argument("carrier RSSI " + std::to_string(dbm) + " (want -127 to -1 dBm)");
+    }
+    std::lock_guard<std::mutex> lock(mutex_);
+    logSteering_.cwRssi = dbm;
+}
+
+LogSteering BtController::LogReports() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return logSteering_;
+}
+
+Report BtController::RunningReport() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return report_;
+}
+
+void BtController::SetDevices(const std::vector<BtDevice>& devices) {
+    CheckDevices(devices);
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        devices_ = devices;
+    }
+    SaveState();
+}
+
+void BtController::AddDevice(const BtDevice& device) {
+    CheckDevices({device});
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        devices_.push_back(device);
+    }
+    SaveState();
+}
+
+void BtController::ClearDevices() { SetDevices({}); }
+
+std::vector<BtDevice> BtController::Devices() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return devices_;
+}
+
+void BtController::SetFastSleep(bool fast) {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        fastSleep_ = fast;
+    }
+    SaveState();
+}
+
+bool BtController::FastSleep() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return fastSleep_;
 }
 
 void BtController::Request(const std::function<std::vector<Bytes>()>& build) {
@@ -541,12 +718,7 @@ BdAddr BtController::Address() const {
     return model_.address;
 }
 
-std::string BtController::AddressText() const {
-    const BdAddr a = Address();
-    char text[18];
-    std::snprintf(text, sizeof text, "%02X:%02X:%02X:%02X:%02X:%02X", a[0], a[1], a[2], a[3], a[4], a[5]);
-    return text;
-}
+std::string BtController::AddressText() const { return AddressString(Address()); }
 
 BufferSizes BtController::Buffers() const {
     std::lock_guard<std::mutex> lock(mutex_);

@@ -13,6 +13,12 @@
 // SCO data gets nothing. Other events (hci_events.h) go out when a test asks
 // for them.
 //
+// The firmware's log ring (firmware_log.h) gets the lines that ber1,
+// rx_start2 and an LE receiver's end with count give, a running test's
+// from a thread of the controller's own every 200 ms. And what the btcli
+// stand-in answers from (sim/btcli_state.h: the address, the devices in
+// range, fast-sleep) is rewritten whenever it changes.
+//
 // Every packet read and sent is one line in the simulator's log, bytes in
 // lower-case hex with the H4 indicator first; a line for a packet sent is
 // written once all of it is on the line:
@@ -51,8 +57,11 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <vector>
 
+#include "sim/btcli_state.h"
 #include "sim/btctl/acl_completions.h"
+#include "sim/btctl/firmware_log.h"
 #include "sim/btctl/hci_events.h"
 #include "sim/btctl/hci_model.h"
 #include "sim/btctl/hex_bytes.h"
@@ -68,6 +77,9 @@ namespace tavo::sim::btctl {
 struct ControllerHost {
     std::string linkPath;                         // the symbolic link the host opens
     std::function<void(const std::string&)> log;  // one line to the simulator's log
+    // Initialised, so that a host given as {link, log} leaves them out.
+    std::string statePath = {};    // the btcli stand-in's state file; "" keeps none
+    std::string logRingPath = {};  // the firmware's log ring; "" writes none
 };
 
 class BtController {
@@ -92,12 +104,13 @@ public:
     BtController(const BtController&) = delete;
     BtController& operator=(const BtController&) = delete;
 
-    // Opens the line, links it, and starts serving. Throws
-    // std::runtime_error when the line cannot be made, the host gives no
-    // log, or it already runs.
+    // Writes the btcli state, opens the line, links it, and starts serving.
+    // Throws std::runtime_error when the state or the line cannot be made,
+    // the host gives no log, or it already runs.
     void Start(ControllerHost host);
     // Stops serving, also in the middle of a delayed or blocked answer,
-    // closes the line and removes the link. Idempotent; Start may follow.
+    // closes the line and removes the link; a report in the log ring ends.
+    // The btcli state is no longer written. Idempotent; Start may follow.
     void Stop() noexcept;
     bool Running() const;
     // The line is open: from Start to a hang-up or Stop.
@@ -155,7 +168,36 @@ public:
     void SetVendorReplies(bool answer);
     // Each vendor reply waits this long, after the general delay.
     void SetVendorDelay(std::chrono::milliseconds delay);
+    // The next `count` vendor replies carry status 4 (a status set by
+    // SetVendorStatus takes its place), then replies are as before: a chip
+    // that fails a few times and then answers.
+    void SetVendorFailures(unsigned count);
     VendorSteering VendorReplies() const;
+
+    // --- Steering: the firmware's log ring ------------------------------
+    // rx bits of each BIT_ERR block; takes effect at the next block.
+    void SetBerBits(std::uint32_t bits);
+    // Bit errors per million; std::invalid_argument past 1000000.
+    void SetBerPpm(std::uint32_t ppm);
+    // The carrier's level in dBm; std::invalid_argument outside -127 to -1.
+    void SetCwRssi(int dbm);
+    LogSteering LogReports() const;
+    // The report the running test writes every kReportPeriod.
+    Report RunningReport() const;
+
+    // --- Steering: the btcli stand-in -----------------------------------
+    // The stand-in reads these and the address SetBdAddr sets from the
+    // state file, which each change rewrites while running
+    // (std::runtime_error when it cannot be written) and Start writes.
+    // Bluetooth devices that answer an inquiry, in this order. Invalid ones
+    // are refused with std::invalid_argument and change nothing.
+    void SetDevices(const std::vector<BtDevice>& devices);
+    void AddDevice(const BtDevice& device);
+    void ClearDevices();
+    std::vector<BtDevice> Devices() const;
+    // `sleep N` in a script waits at most 50 ms.
+    void SetFastSleep(bool fast);
+    bool FastSleep() const;
 
     // --- Steering: events on request ------------------------------------
     // Each event is queued for the serving thread, which sends it before
@@ -238,8 +280,13 @@ private:
     Flow OnWake();
     void Wake();
     void LineDown();
+    // The report thread: a running report's block every kReportPeriod.
+    void ReportLoop();
+    void AppendToLogRing(const std::string& text) const;
+    // Rewrites the btcli state file, if one is kept.
+    void SaveState();
 
-    ControllerHost host_;  // set by Start, read by the serving thread only
+    ControllerHost host_;  // set by Start, read by the serving and report threads only
 
     mutable std::mutex mutex_;  // guards everything below up to the serving side
     std::condition_variable hungUp_;
@@ -258,10 +305,26 @@ private:
     std::optional<Bytes> lastVendor_;
     std::uint64_t vendorCount_ = 0;
     VendorSteering vendor_;
+    unsigned vendorFailures_ = 0;
     RadioState radio_;
     std::uint64_t garbageSkipped_ = 0;
     AclCompletions acl_;
     std::deque<Bytes> requested_;  // events asked for, not yet sent
+    LogSteering logSteering_;
+    Report report_ = Report::kNone;  // what the report thread writes, and when next
+    std::chrono::steady_clock::time_point reportDue_;
+    std::condition_variable reportWake_;
+    std::vector<BtDevice> devices_;
+    bool fastSleep_ = false;
+
+    // Held around a state change that writes to the ring and its write, and
+    // by the report thread from its look at the state to its write, so that
+    // blocks land in the order of the changes. Taken before mutex_.
+    std::mutex ringMutex_;
+    // Guards statePath_ and keeps the state file's writes in order. Taken
+    // before mutex_.
+    std::mutex stateFileMutex_;
+    std::string statePath_;
 
     // Serving side: set up by Start, used by the thread, torn down by Stop.
     mutable std::mutex lifecycle_;
@@ -270,6 +333,7 @@ private:
     UniqueFd wakeWrite_;
     TunnelReassembler tunnel_;
     std::thread thread_;
+    std::thread reporter_;
 };
 
 }  // namespace tavo::sim::btctl

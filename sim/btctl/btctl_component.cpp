@@ -8,6 +8,8 @@ namespace tavo::sim::btctl {
 ControllerHost BtControllerComponent::HostFor(const SimContext& context) {
     ControllerHost host;
     host.linkPath = context.tree.Path(BtController::kNode);
+    host.statePath = context.tree.Path(path::kBtcliState);
+    host.logRingPath = context.tree.Path(path::kLogRing);
     SimLog* log = &context.log;
     host.log = [log](const std::string& line) { log->Write(line); };
     return host;

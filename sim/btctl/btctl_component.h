@@ -1,6 +1,7 @@
 // The Bluetooth controller as a component of the chip simulator: it serves
-// root/dev/tavo_h4_0 from Start to Stop and writes its lines to the
-// simulator's log. Tests steer and inspect it through Controller().
+// root/dev/tavo_h4_0 from Start to Stop, keeps root/sim/btcli_state for the
+// btcli stand-in, writes the firmware's lines to the log ring and its own
+// to the simulator's log. Tests steer and inspect it through Controller().
 //
 // This is the one file that knows the simulator's component interface.
 #pragma once
@@ -19,8 +20,8 @@ public:
     BtController& Controller() { return controller_; }
     const BtController& Controller() const { return controller_; }
 
-    // The host description for a simulator context: the node under the
-    // tree's root and its log.
+    // The host description for a simulator context: the node, the btcli
+    // state file and the log ring under the tree's root, and its log.
     static ControllerHost HostFor(const SimContext& context);
 
 private:

@@ -145,6 +145,11 @@ const std::map<std::string, Setting>& Settings() {
              if (n) c.SetVendorStatus(U16(*n));
              return n.has_value();
          }}},
+        {"vendor-fail", {true, [](BtController& c, const std::string& v) {
+             const auto n = Number(v, 1000);
+             if (n) c.SetVendorFailures(static_cast<unsigned>(*n));
+             return n.has_value();
+         }}},
         {"vendor-seq", {true, [](BtController& c, const std::string& v) {
              const auto wrong = Switch(v, "wrong", "right");
              if (wrong) c.SetVendorWrongSequence(*wrong);
@@ -164,6 +169,21 @@ const std::map<std::string, Setting>& Settings() {
              const auto ms = Number(v, 0xFFFFFFFFULL);
              if (ms) c.SetVendorDelay(std::chrono::milliseconds(*ms));
              return ms.has_value();
+         }}},
+        {"ber-bits", {true, [](BtController& c, const std::string& v) {
+             const auto bits = Number(v, 0x7FFFFFFF);
+             if (bits) c.SetBerBits(static_cast<std::uint32_t>(*bits));
+             return bits.has_value();
+         }}},
+        {"ber", {true, [](BtController& c, const std::string& v) {
+             const auto ppm = Number(v, LogSteering::kMaxPpm);
+             if (ppm) c.SetBerPpm(static_cast<std::uint32_t>(*ppm));
+             return ppm.has_value();
+         }}},
+        {"cw-rssi", {true, [](BtController& c, const std::string& v) {
+             const auto magnitude = v.size() > 1 && v[0] == '-' ? Number(v.substr(1), 127) : std::nullopt;
+             if (magnitude && *magnitude > 0) c.SetCwRssi(-static_cast<int>(*magnitude));
+             return magnitude && *magnitude > 0;
          }}},
     };
     return settings;
@@ -188,12 +208,14 @@ bool ApplySetting(BtController& controller, const std::string& setting, std::str
     const std::string name = setting.substr(0, equals);
     const bool hasValue = equals != std::string::npos;
     const std::string value = hasValue ? setting.substr(equals + 1) : std::string();
-    if (name == "silent") {
+    // Switches: on with no value.
+    if (name == "silent" || name == "fast-sleep") {
         if (value != "" && value != "on" && value != "off") {
-            error = "bad value for btctl setting silent: " + value;
+            error = "bad value for btctl setting " + name + ": " + value;
             return false;
         }
-        controller.SetSilent(value != "off");
+        if (name == "silent") controller.SetSilent(value != "off");
+        if (name == "fast-sleep") controller.SetFastSleep(value != "off");
         return true;
     }
     const auto it = Settings().find(name);
@@ -242,11 +264,18 @@ std::string SettingsUsage() {
            "                                  Events asked for go out even when silent; HANDLE is\n"
            "                                  0 to 0xFFF.\n"
            "  vendor-status=N                 every vendor reply carries status word N (0: normal)\n"
+           "  vendor-fail=N                   the next N vendor replies carry status 4, then as before\n"
            "  vendor-seq=wrong|right          the reply's sequence number is the request's plus 1\n"
            "  vendor-varid=wrong|right        the reply's varid is the request's XOR 0x0001\n"
            "  vendor-reply=off|on             vendor PDUs are read and logged, not answered\n"
            "  vendor-delay=MS                 each vendor reply waits MS milliseconds more\n"
-           "                                  (after the delay of every answer)\n";
+           "                                  (after the delay of every answer)\n"
+           "  ber-bits=N                      rx bits in the log ring's BIT_ERR lines while ber1\n"
+           "                                  runs (1600000; a block every 200 ms)\n"
+           "  ber=PPM                         bit errors per million bits in them (1000: 0.1 %)\n"
+           "  cw-rssi=DBM                     the carrier's level, -127 to -1, in the log ring's\n"
+           "                                  RSSI_REPORT lines (DBM + 100) while rx_start2 runs (-60)\n"
+           "  fast-sleep[=on|off]             the btcli stand-in's `sleep N` waits at most 50 ms\n";
 }
 
 }  // namespace tavo::sim::btctl

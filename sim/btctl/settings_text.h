@@ -22,6 +22,10 @@
 //   vendor-varid=wrong|right the reply's varid is the request's XOR 0x0001
 //   vendor-reply=off|on      vendor PDUs are read and logged, not answered
 //   vendor-delay=MS          each vendor reply waits MS milliseconds more
+//   ber-bits=N               rx bits of the log ring's BIT_ERR blocks (0 to 2^31-1)
+//   ber=PPM                  bit errors per million bits in them (0 to 1000000)
+//   cw-rssi=DBM              the carrier's level in the RSSI_REPORT lines (-127 to -1)
+//   fast-sleep[=on|off]      the btcli stand-in's sleeps wait at most 50 ms
 //
 // Numbers are decimal or 0x-prefixed hexadecimal, and must fit their field.
 #pragma once

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "bt/BtDutLib.h"
@@ -95,8 +96,16 @@ TEST_F(BtDut, TestStepsSetTheRadioAndAFailingCallIsTriedThreeTimes) {
     EXPECT_EQ(*radio.running, 6);  // tx_data3 for 0xAA
     EXPECT_EQ(radio.loFreq, 2412);
 
+    // Two failures and then an answer: the third try succeeds.
+    Steer("vendor-fail=2");
+    auto before = sim_.BtCtl().Radio().commands;
+    logs_.Clear();
+    EXPECT_EQ(dut_.BtBREDRTxStop(result_), 0);
+    EXPECT_EQ(sim_.BtCtl().Radio().commands - before, 3u);
+    EXPECT_EQ(logs_.Texts("BT_DUT_LIB"), (std::vector<std::string>{"RETRY", "RETRY", "BT_TxStop executed successfully\n"}));
+
     Steer("vendor-status=4");
-    const auto before = sim_.BtCtl().Radio().commands;
+    before = sim_.BtCtl().Radio().commands;
     logs_.Clear();
     EXPECT_EQ(dut_.BtBREDRTxStop(result_), 2);
     EXPECT_EQ(sim_.BtCtl().Radio().commands - before, 3u);
@@ -104,6 +113,48 @@ TEST_F(BtDut, TestStepsSetTheRadioAndAFailingCallIsTriedThreeTimes) {
               (std::vector<std::string>{"RETRY", "RETRY",
                                         "Error : 100, bt_stop_test: Error in TSCMD reply: Status= 0x0004 ( 0x0000 "
                                         "0x0000 0x0000 0x0000 )\n"}));
+}
+
+TEST_F(BtDut, MeasuredValuesComeFromTheToolAndTheFirmwareLog) {
+    // BER: the modelled tester counts 1600000 bits with 0.1 % in error.
+    EXPECT_EQ(dut_.BtReadBER(result_), 0);
+    EXPECT_STREQ(result_, "-1.000");  // no BER test has run
+    ASSERT_EQ(dut_.BtBREDRRxStart(result_), 0);
+    EXPECT_EQ(dut_.BtReadBER(result_), 0);
+    EXPECT_STREQ(result_, "0.100");
+    EXPECT_TRUE(Logged("total : 1600000, err : 1600\n"));
+
+    // RSSI of a carrier-wave receive: the log says 40, the chip -60 dBm.
+    ASSERT_EQ(dut_.BtBREDRRxCWStart(result_), 0);
+    EXPECT_EQ(dut_.BtReadCWRSSI(result_), 0);
+    EXPECT_STREQ(result_, "-60");
+
+    // LE packets counted by the end of a receive test.
+    Steer("le-packets=1234");
+    ASSERT_EQ(dut_.BleRxStart(result_), 0);
+    ASSERT_EQ(dut_.BleRxStop(result_), 0);
+    EXPECT_EQ(dut_.BleReadPktCnt(result_), 0);
+    EXPECT_STREQ(result_, "1234");
+}
+
+TEST_F(BtDut, AnInquiryListsTheDevicesInRangeAndTheChipGivesItsAddress) {
+    sim_.BtCtl().SetFastSleep(true);
+    sim_.BtCtl().AddDevice({"00:11:22:33:44:55", "Tester", -72, 2});
+    sim_.BtCtl().AddDevice({"66:77:88:99:AA:BB", "Headset", -50, 1});
+    ASSERT_EQ(dut_.Inquiry(), 0);
+    CScanList list;
+    ASSERT_EQ(dut_.GetInquiryResult(list), 0);
+    ASSERT_EQ(list.GetNodeCount(), 2);
+    std::unique_ptr<SCAN_INFO_NODE> first(list.Pop());
+    std::unique_ptr<SCAN_INFO_NODE> second(list.Pop());
+    EXPECT_STREQ(first->name, "Tester");
+    EXPECT_EQ(first->rssi_sum, -144);  // seen twice
+    EXPECT_EQ(first->rssi_count, 2);
+    EXPECT_STREQ(second->name, "Headset");
+    EXPECT_EQ(second->rssi_sum, -50);
+
+    EXPECT_EQ(dut_.BtGetMacAddress(result_), 0);
+    EXPECT_STREQ(result_, "001a7dda7113");
 }
 
 }  // namespace

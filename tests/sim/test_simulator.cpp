@@ -272,19 +272,20 @@ TEST(SimProgram, RunsUntilSignalled) {
         testsupport::TempDir dir;
         const std::string root = dir / "root";
         testsupport::ChildProcess program({"sh", "-c", "exec " TAVO_SIM_BINARY " --quiet --ap "
-                                           "'02:00:00:00:00:01,2412,-40.5,Lab, floor 2' --root " + root + " > " +
-                                           (dir / "out")});
+                                           "'02:00:00:00:00:01,2412,-40.5,Lab, floor 2' --bt-device "
+                                           "00:11:22:33:44:55,Tester,-72,2 --root " + root + " > " + (dir / "out")});
         const std::string exports = "export TAVO_PLATFORM_ROOT=" + root + "\nexport PATH=" + root + "/bin:$PATH\n";
         ASSERT_TRUE(testsupport::WaitUntil([&] { return testsupport::ReadFile(dir / "out") == exports; }, 20s));
 
         // The printed lines are all a shell needs.
         ASSERT_TRUE(testsupport::WriteFile(root + "/sys/class/net/wlan0/flags", "0x1003\n"));
         const ShellResult scan = Sh(
-            "env -u TAVO_PLATFORM_ROOT sh -c '" + exports + "iw dev wlan0 scan; echo -n rk720_t > "
+            "env -u TAVO_PLATFORM_ROOT sh -c '" + exports + "iw dev wlan0 scan; echo i | btcli; echo -n rk720_t > "
             "$TAVO_PLATFORM_ROOT/sys/module/tavo_rk/parameters/firmware_variant; echo 0xDEADDEAD > "
             "$TAVO_PLATFORM_ROOT/sys/module/tavo_bt/parameters/force_crash'");
         EXPECT_TRUE(scan.status == 0 && Has(scan.out, "\tsignal: -40.50 dBm\n\tlast seen: 10 ms ago\n") &&
-                    Has(scan.out, "\tSSID: Lab, floor 2\n")) << scan.out;
+                    Has(scan.out, "\tSSID: Lab, floor 2\n") &&
+                    Has(scan.out, "\nextended_inquiry_result: num:0x01 ba:0x001122334455 psrm:0x01")) << scan.out;
         const std::string log = root + "/sim/log", reloaded = "firmware: rk720 -> rk720_t (force_crash)";
         EXPECT_TRUE(testsupport::WaitUntil([&] { return Has(testsupport::ReadFile(log), reloaded); }, 10s));
 
@@ -313,6 +314,7 @@ TEST(SimProgram, UsageAndErrors) {
         {"--ap nonsense,2412,-45,x" + root, 2, "--ap: bad BSSID"},
         {"--wlanfw loud" + root, 1, "tavo-sim: --wlanfw loud: unknown wlanfw setting: loud"},
         {"--btctl loud" + root, 1, "tavo-sim: --btctl loud: unknown btctl setting: loud"},
+        {"--bt-device 00:11:22:33:44:55,x,0" + root, 2, "tavo-sim: --bt-device: bad RSSI \"0\""},
         {"--help", 0, "  --btctl SETTING   steers the Bluetooth controller on DIR/dev/tavo_h4_0"},
         {"--root=/", 1, "tavo-sim: the simulator's root must not be /"}, {"--root=//", 1, "root must not be /"},
         {"--root " + dir.Path() + "/file/below", 1, "tavo-sim: cannot create directory"},

@@ -370,6 +370,43 @@ TEST(BtCtl, StopEndsADelayedAnswerAndRemovesTheNode) {
     EXPECT_NE(::lstat(chip.env.Path(bt::BtController::kNode).c_str(), &st), 0);
 }
 
+// The lines the library scrapes from the firmware's log ring: a test's first
+// block is there when its reply is, later ones come every 200 ms, and a
+// pause or another start ends them.
+TEST(BtCtlFirmwareLog, RadioTestsWriteTheirLinesToTheRing) {
+    Chip chip;
+    const std::string norlog = chip.env.Path("/sys/kernel/debug/tavo/ring0/norlog");
+    const auto ring = [&norlog] { return testsupport::ReadFile(norlog).value_or(""); };
+    const auto vendor = [&chip](const std::string& pdu) {  // an 18-byte request, its reply in one event
+        ASSERT_EQ(chip.host.Exchange("01 00 fc 13 c2 " + pdu, 23).size(), 3u * 23 - 1) << pdu;
+    };
+    const std::string ber = "[ sim ] BT: BIT_ERR[0] rx bits sec: 1600000\n[ sim ] BT: BIT_ERR[1] err bits sec: 1600\n"
+                            "[ sim ] BT: BIT_ERR[2] pkts sec: 7407\n[ sim ] BT: BIT_ERR[3] hec sec: 0\n"
+                            "[ sim ] BT: BIT_ERR[4] crc sec: 0\n";
+    vendor("02 00 09 00 01 00 04 50 00 00 13 00 62 09 00 00 00 00");  // ber1 on 2402
+    EXPECT_EQ(ring().substr(0, ber.size()), ber);
+    EXPECT_TRUE(testsupport::WaitUntil([&] { return ring().find(ber, ber.size()) != std::string::npos; }, kBound));
+    chip.Apply("ber-bits=2160000");
+    chip.Apply("ber=250");
+    const std::string steered = "err bits sec: 540\n[ sim ] BT: BIT_ERR[2] pkts sec: 10000\n";
+    EXPECT_TRUE(testsupport::WaitUntil([&] { return ring().find(steered) != std::string::npos; }, kBound));
+
+    EXPECT_EQ(chip.ctl().RunningReport(), bt::Report::kBitErrors);
+    vendor("02 00 09 00 02 00 04 50 00 00 00 00 00 00 00 00 00 00");  // pause
+    EXPECT_EQ(chip.ctl().RunningReport(), bt::Report::kNone);
+    const std::size_t paused = ring().size();
+    chip.Apply("le-packets=0x1234");
+    vendor("02 00 09 00 03 00 8a 50 00 00 01 00 13 00 00 00 00 00");  // LE receiver on 19
+    vendor("02 00 09 00 04 00 8a 50 00 00 03 00 00 00 00 00 00 00");  // ended with the count
+    vendor("02 00 09 00 05 00 8a 50 00 00 02 00 13 00 25 00 00 00");  // LE transmitter: no count line
+    vendor("02 00 09 00 06 00 8a 50 00 00 03 00 00 00 00 00 00 00");
+    vendor("02 00 09 00 07 00 04 50 00 00 03 00 62 09 00 00 00 00");  // rx_start2 on 2402
+    const std::string after = "[ sim ] BT: LE rx end pkt_count:4660\n[ sim ] BT: RSSI_REPORT: 40\n"
+                              "[ sim ] BT: RSSI_REPORT: 40\n";
+    EXPECT_TRUE(testsupport::WaitUntil([&] { return ring().size() >= paused + after.size(); }, kBound));
+    EXPECT_EQ(ring().substr(paused, after.size()), after);
+}
+
 TEST(BtCtlSettings, BadSettingsAreRefusedAndChangeNothing) {
     bt::BtController ctl;
     const std::string bytes257(2 * 257, 'a');
@@ -392,6 +429,9 @@ TEST(BtCtlSettings, BadSettingsAreRefusedAndChangeNothing) {
         {"vendor-status=65536", "vendor-status: 65536"}, {"vendor-seq=yes", "vendor-seq: yes"},
         {"vendor-varid=on", "vendor-varid: on"}, {"vendor-reply=wrong", "vendor-reply: wrong"},
         {"vendor-delay=-1", "vendor-delay: -1"}, {"vendor-reply", "vendor-reply needs a value"},
+        {"cw-rssi=0", "cw-rssi: 0"}, {"cw-rssi=-128", "cw-rssi: -128"}, {"cw-rssi=60", "cw-rssi: 60"},
+        {"ber=1000001", "ber: 1000001"}, {"ber-bits=2147483648", "ber-bits: 2147483648"},
+        {"fast-sleep=yes", "bad value for btctl setting fast-sleep: yes"},
     };
     for (const Row& row : rows) {
         std::string error;
@@ -401,6 +441,8 @@ TEST(BtCtlSettings, BadSettingsAreRefusedAndChangeNothing) {
     EXPECT_EQ(ctl.AddressText(), "00:1A:7D:DA:71:13");
     EXPECT_EQ(ctl.LeTestPackets(), 0);
     EXPECT_EQ(ctl.CommandCredits(), 1);
+    EXPECT_EQ(std::vector<long>({ctl.LogReports().berBits, ctl.LogReports().berPpm, ctl.LogReports().cwRssi}),
+              std::vector<long>({1600000, 1000, -60}));
     const bt::VendorSteering vendor = ctl.VendorReplies();
     EXPECT_TRUE(vendor.status == 0 && !vendor.wrongSequence && !vendor.wrongVarid && vendor.answer);
     EXPECT_EQ(vendor.delay.count(), 0);
@@ -408,7 +450,8 @@ TEST(BtCtlSettings, BadSettingsAreRefusedAndChangeNothing) {
     const std::string fitting[] = {"status=255", "le-packets=65535", "split=4096", "bd-addr=fe:dc:ba:98:76:54",
                                    "credits=255", "connection-complete=0xfff,255,255", "command-status=0xffff,255",
                                    "sync-connection-complete=4095,255", "disconnection-complete=0xfff,255,255",
-                                   "event=" + bytes257, "vendor-status=65535", "vendor-delay=0xffffffff"};
+                                   "event=" + bytes257, "vendor-status=65535", "vendor-delay=0xffffffff",
+                                   "ber=1000000", "ber-bits=2147483647", "cw-rssi=-1", "cw-rssi=-127", "fast-sleep"};
     for (const std::string& fits : fitting) {
         EXPECT_TRUE(bt::ApplySetting(ctl, fits, error)) << fits << ": " << error;
     }
@@ -417,6 +460,9 @@ TEST(BtCtlSettings, BadSettingsAreRefusedAndChangeNothing) {
     EXPECT_EQ(ctl.CommandCredits(), 255);
     EXPECT_EQ(ctl.VendorReplies().status, 65535);
     EXPECT_EQ(ctl.VendorReplies().delay.count(), 0xffffffffLL);
+    EXPECT_EQ(std::vector<long>({ctl.LogReports().berBits, ctl.LogReports().berPpm, ctl.LogReports().cwRssi}),
+              std::vector<long>({2147483647, 1000000, -127}));
+    EXPECT_TRUE(ctl.FastSleep());
 }
 
 // The line may cut a packet anywhere; byte by byte or whole, the same packets come out.

@@ -1,5 +1,5 @@
 // A chip simulator for one test: a fresh temporary root with the simulator
-// running on it in this process, the tool stand-ins (iw, ps) in root/bin,
+// running on it in this process, the tool stand-ins (btcli, iw, ps) in root/bin,
 // TAVO_PLATFORM_ROOT set to the root and root/bin first on PATH. The
 // destructor stops the simulator, puts both variables back as they were and
 // removes the tree.
@@ -28,7 +28,9 @@ public:
     // SimEnv; it answers while the test variant runs.
     tavo::sim::wlanfw::WlanFirmware& WlanFw() { return wlanfw_->Firmware(); }
     // The Bluetooth controller on root/dev/tavo_h4_0, registered in every
-    // SimEnv: steer it and read back what the host sent.
+    // SimEnv: steer it and read back what the host sent. It also holds what
+    // the btcli stand-in answers (AddDevice, SetFastSleep, SetBdAddr) and
+    // writes the firmware's log ring (SetBerPpm, SetBerBits, SetCwRssi).
     tavo::sim::btctl::BtController& BtCtl() { return btctl_->Controller(); }
     const std::string& Root() const { return dir_.Path(); }
     // A phone path ("/sys/...") under the root.
