@@ -14,3 +14,8 @@ CWlanDriver* GetServiceWlanDriver();
 
 // The open service's WLAN DUT, or null while the service is closed.
 CWlanDutLib* GetServiceWlanDut();
+
+class CBtDutLib;
+
+// The open service's Bluetooth DUT, or null while the service is closed.
+CBtDutLib* GetServiceBtDut();

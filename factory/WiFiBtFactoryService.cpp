@@ -42,6 +42,10 @@ CWlanDutLib* GetServiceWlanDut() {
     return wlanDut;
 }
 
+CBtDutLib* GetServiceBtDut() {
+    return btDut;
+}
+
 extern "C" {
 
 WLBT_API int OpenWiFiBtFactoryService(void) {

@@ -7,7 +7,9 @@
 #include <memory>
 #include <string>
 
+#include "WiFiBtFactoryService.h"
 #include "bt/BtDutLib.h"
+#include "factory/ServiceInternal.h"
 #include "enginefw/threadable.h"
 #include "sim/btctl/settings_text.h"
 #include "support/log_capture.h"
@@ -155,6 +157,20 @@ TEST_F(BtDut, AnInquiryListsTheDevicesInRangeAndTheChipGivesItsAddress) {
 
     EXPECT_EQ(dut_.BtGetMacAddress(result_), 0);
     EXPECT_STREQ(result_, "001a7dda7113");
+}
+
+TEST(BtDutInTheService, AWlanCommandClosesAnOpenBluetoothDutButTheTestRowsDoNot) {
+    testsupport::SimEnv sim;
+    ASSERT_EQ(OpenWiFiBtFactoryService(), 0);
+    CBtDutLib* dut = GetServiceBtDut();
+    ASSERT_NE(dut, nullptr);
+    char result[WLBT_RESULT_BUFFER_SIZE] = {};
+    ASSERT_EQ(dut->OpenDUT(result), 0);
+    EXPECT_EQ(ForwardCMD_WiFiBT("AT+WIFIRF=0,8,1,0", result, 0), 0);
+    EXPECT_EQ(dut->IsDUTOpen(), 1);
+    EXPECT_EQ(ForwardCMD_WiFiBT("AT+WIFIRF=0,0,0,36", result, 0), 0);
+    EXPECT_EQ(dut->IsDUTOpen(), 0);
+    EXPECT_EQ(CloseWiFiBtFactoryService(), 0);
 }
 
 }  // namespace
