@@ -113,6 +113,8 @@ private:
     friend class CCommandHandlerTestPeer;
 
     int RunWiFiCommand(int id, const AT_COMMAND& cmd, const char* command, char* result, int& value1, int& value2);
+    // The DUT result of one Bluetooth row; m_bt_dut is set.
+    int RunBtCommand(int id, const AT_COMMAND& cmd, const char* command, char* result);
 
     CWlanDutLib* m_wlan_dut;
     CBtDutLib* m_bt_dut;

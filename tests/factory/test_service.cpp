@@ -106,9 +106,9 @@ TEST_F(Service, FamiliesByPrefix) {
         {"AT+WIFIX=1,+WIFIRF=9", 0, "+WIFIRF:0,OK,1\n", "WIFI Command: AT+WIFIX=1,+WIFIRF=9\n"},
         {"AT+WIFIRF=", 0, "+WIFIRF:6,NG", "WIFI Command: AT+WIFIRF=\n"},  // channel 0 is refused
         {"ATA+WIFI=7", 0, "NG", "ATA WIFI Command: ATA+WIFI=7\n"},
-        {"AT+BTRF=0,0,0,0", 0, "untouched", "BT Command: AT+BTRF=0,0,0,0\n"},
-        {"ATA+BT=1", 0, "untouched", "ATA BT Command: ATA+BT=1\n"},
-        {"UNIT=8", 0, "untouched", "UNIT Test Command: UNIT=8\n"},
+        {"AT+BTRF=0,0,0,0", 0, "+BTRF:0,OK", "BT Command: AT+BTRF=0,0,0,0\n"},
+        {"ATA+BT=7", 0, "OK", "ATA BT Command: ATA+BT=7\n"},  // no row: "OK", unlike its WLAN sibling
+        {"UNIT=99", 0, "+UNIT:000000,OK", "UNIT Test Command: UNIT=99\n"},
     };
     for (const Case& c : cases) {
         testsupport::LogCapture log;
