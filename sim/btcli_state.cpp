@@ -121,4 +121,43 @@ bool LoadBtcliState(const std::string& path, BtcliState& state, std::string& err
     return true;
 }
 
+bool ParseBtDeviceOption(const std::string& text, BtDevice& device, std::string& error, const std::string& what) {
+    const std::string usage = what + " wants ADDR,NAME,RSSI[,SIGHTINGS]: \"" + Printable(text, 80) + "\"";
+    const std::size_t first = text.find(',');
+    std::size_t last = text.rfind(',');
+    if (first == std::string::npos || last == first) {
+        error = usage;
+        return false;
+    }
+    BtDevice parsed;
+    parsed.address = text.substr(0, first);
+    std::string field = text.substr(last + 1);
+    if (field == "1" || field == "2") {
+        parsed.sightings = field[0] - '0';
+        const std::size_t rssiComma = text.rfind(',', last - 1);
+        if (rssiComma == first) {
+            error = usage;
+            return false;
+        }
+        field = text.substr(rssiComma + 1, last - rssiComma - 1);
+        last = rssiComma;
+    }
+    char* end = nullptr;
+    errno = 0;
+    const long rssi = field.empty() ? 0 : std::strtol(field.c_str(), &end, 10);
+    if (field.empty() || *end != '\0' || errno != 0 || rssi < BtDevice::kMinRssi || rssi > BtDevice::kMaxRssi) {
+        error = what + ": bad RSSI \"" + Printable(field, 40) + "\" (want -127 to -1 dBm)";
+        return false;
+    }
+    parsed.rssi = static_cast<int>(rssi);
+    parsed.name = text.substr(first + 1, last - first - 1);
+    const std::string invalid = Validate(parsed);
+    if (!invalid.empty()) {
+        error = what + ": " + invalid;
+        return false;
+    }
+    device = parsed;
+    return true;
+}
+
 }  // namespace tavo::sim

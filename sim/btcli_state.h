@@ -35,6 +35,13 @@ struct BtDevice {
 // Empty when `device` can be reported, else what is wrong with it.
 std::string Validate(const BtDevice& device);
 
+// "ADDR,NAME,RSSI[,SIGHTINGS]": the name is everything between the first
+// comma and the RSSI, commas included. The fields are told apart from the
+// end: SIGHTINGS (1 or 2) is positive, RSSI (-127 to -1) negative. Errors
+// start with `what`, the option or setting that carried the text.
+bool ParseBtDeviceOption(const std::string& text, BtDevice& device, std::string& error,
+                         const std::string& what = "--bt-device");
+
 struct BtcliState {
     std::string address = "00:1A:7D:DA:71:13";  // the controller's default
     bool fastSleep = false;  // `sleep N` waits at most 50 ms

@@ -166,45 +166,6 @@ bool ParseAccessPointOption(const std::string& text, AccessPoint& ap, std::strin
     return true;
 }
 
-bool ParseBtDeviceOption(const std::string& text, BtDevice& device, std::string& error) {
-    const std::string usage = "--bt-device wants ADDR,NAME,RSSI[,SIGHTINGS]: \"" + Printable(text, 80) + "\"";
-    const std::size_t first = text.find(',');
-    std::size_t last = text.rfind(',');
-    if (first == std::string::npos || last == first) {
-        error = usage;
-        return false;
-    }
-    BtDevice parsed;
-    parsed.address = text.substr(0, first);
-    std::string field = text.substr(last + 1);
-    if (field == "1" || field == "2") {
-        parsed.sightings = field[0] - '0';
-        const std::size_t rssiComma = text.rfind(',', last - 1);
-        if (rssiComma == first) {
-            error = usage;
-            return false;
-        }
-        field = text.substr(rssiComma + 1, last - rssiComma - 1);
-        last = rssiComma;
-    }
-    char* end = nullptr;
-    errno = 0;
-    const long rssi = field.empty() ? 0 : std::strtol(field.c_str(), &end, 10);
-    if (field.empty() || *end != '\0' || errno != 0 || rssi < BtDevice::kMinRssi || rssi > BtDevice::kMaxRssi) {
-        error = "--bt-device: bad RSSI \"" + Printable(field, 40) + "\" (want -127 to -1 dBm)";
-        return false;
-    }
-    parsed.rssi = static_cast<int>(rssi);
-    parsed.name = text.substr(first + 1, last - first - 1);
-    const std::string invalid = Validate(parsed);
-    if (!invalid.empty()) {
-        error = "--bt-device: " + invalid;
-        return false;
-    }
-    device = parsed;
-    return true;
-}
-
 bool ParseServeOptions(const std::vector<std::string>& args, ServeOptions& options, std::string& error) {
     ServeOptions parsed;
     for (size_t i = 0; i < args.size(); ++i) {

@@ -31,10 +31,6 @@ bool ParseServeOptions(const std::vector<std::string>& args, ServeOptions& optio
 // commas included, and may be empty.
 bool ParseAccessPointOption(const std::string& text, AccessPoint& ap, std::string& error);
 
-// "ADDR,NAME,RSSI[,SIGHTINGS]": the name is everything between the first
-// comma and the RSSI, commas included. The fields are told apart from the
-// end: SIGHTINGS (1 or 2) is positive, RSSI (-127 to -1) negative.
-bool ParseBtDeviceOption(const std::string& text, BtDevice& device, std::string& error);
 
 // The two lines that point a shell at the simulator:
 //   export TAVO_PLATFORM_ROOT=<root>

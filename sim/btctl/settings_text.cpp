@@ -218,6 +218,13 @@ bool ApplySetting(BtController& controller, const std::string& setting, std::str
         if (name == "fast-sleep") controller.SetFastSleep(value != "off");
         return true;
     }
+    if (name == "bt-device") {
+        // Same text as tavo-sim's --bt-device, whose errors say what is wrong.
+        BtDevice device;
+        if (!ParseBtDeviceOption(value, device, error, "btctl setting bt-device")) return false;
+        controller.AddDevice(device);
+        return true;
+    }
     const auto it = Settings().find(name);
     if (it == Settings().end()) {
         error = "unknown btctl setting: " + name;
@@ -275,7 +282,8 @@ std::string SettingsUsage() {
            "  ber=PPM                         bit errors per million bits in them (1000: 0.1 %)\n"
            "  cw-rssi=DBM                     the carrier's level, -127 to -1, in the log ring's\n"
            "                                  RSSI_REPORT lines (DBM + 100) while rx_start2 runs (-60)\n"
-           "  fast-sleep[=on|off]             the btcli stand-in's `sleep N` waits at most 50 ms\n";
+           "  fast-sleep[=on|off]             the btcli stand-in's `sleep N` waits at most 50 ms\n"
+           "  bt-device=ADDR,NAME,RSSI[,SIGHTINGS]  a device in range of the btcli stand-in's inquiry\n";
 }
 
 }  // namespace tavo::sim::btctl

@@ -26,6 +26,7 @@
 //   ber=PPM                  bit errors per million bits in them (0 to 1000000)
 //   cw-rssi=DBM              the carrier's level in the RSSI_REPORT lines (-127 to -1)
 //   fast-sleep[=on|off]      the btcli stand-in's sleeps wait at most 50 ms
+//   bt-device=ADDR,NAME,RSSI[,SIGHTINGS]   a device in range of its inquiry
 //
 // Numbers are decimal or 0x-prefixed hexadecimal, and must fit their field.
 #pragma once

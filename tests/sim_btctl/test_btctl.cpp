@@ -432,6 +432,7 @@ TEST(BtCtlSettings, BadSettingsAreRefusedAndChangeNothing) {
         {"cw-rssi=0", "cw-rssi: 0"}, {"cw-rssi=-128", "cw-rssi: -128"}, {"cw-rssi=60", "cw-rssi: 60"},
         {"ber=1000001", "ber: 1000001"}, {"ber-bits=2147483648", "ber-bits: 2147483648"},
         {"fast-sleep=yes", "bad value for btctl setting fast-sleep: yes"},
+        {"bt-device=00:11:22:33:44:55,x,0", "btctl setting bt-device: bad RSSI \"0\""},
     };
     for (const Row& row : rows) {
         std::string error;
@@ -451,7 +452,8 @@ TEST(BtCtlSettings, BadSettingsAreRefusedAndChangeNothing) {
                                    "credits=255", "connection-complete=0xfff,255,255", "command-status=0xffff,255",
                                    "sync-connection-complete=4095,255", "disconnection-complete=0xfff,255,255",
                                    "event=" + bytes257, "vendor-status=65535", "vendor-delay=0xffffffff",
-                                   "ber=1000000", "ber-bits=2147483647", "cw-rssi=-1", "cw-rssi=-127", "fast-sleep"};
+                                   "ber=1000000", "ber-bits=2147483647", "cw-rssi=-1", "cw-rssi=-127", "fast-sleep",
+                                   "bt-device=00:11:22:33:44:55,Lab, bench 2,-40,2"};
     for (const std::string& fits : fitting) {
         EXPECT_TRUE(bt::ApplySetting(ctl, fits, error)) << fits << ": " << error;
     }
@@ -463,6 +465,9 @@ TEST(BtCtlSettings, BadSettingsAreRefusedAndChangeNothing) {
     EXPECT_EQ(std::vector<long>({ctl.LogReports().berBits, ctl.LogReports().berPpm, ctl.LogReports().cwRssi}),
               std::vector<long>({2147483647, 1000000, -127}));
     EXPECT_TRUE(ctl.FastSleep());
+    ASSERT_EQ(ctl.Devices().size(), 1u);
+    EXPECT_EQ(ctl.Devices()[0].name, "Lab, bench 2");
+    EXPECT_EQ(ctl.Devices()[0].sightings, 2);
 }
 
 // The line may cut a packet anywhere; byte by byte or whole, the same packets come out.
