@@ -273,7 +273,11 @@ BtController::Flow BtController::HandleFragment(const Bytes& parameters) {
             std::lock_guard<std::mutex> lock(mutex_);
             lastVendor_ = fragment.pdu;
             ++vendorCount_;
-            const bool leReceiving = radio_.leRunning == letest::kReceiver;
+            // A receive test started either way (the vendor test or the HCI
+            // receiver tests) is counted by the vendor end with count.
+            const bool leReceiving = radio_.leRunning == letest::kReceiver ||
+                                     model_.leTest == opcode::kLeReceiverTest ||
+                                     model_.leTest == opcode::kLeEnhancedReceiverTest;
             understood = TrackRadioTest(fragment.pdu, radio_);
             steering = vendor_;
             if (vendorFailures_ > 0) {
@@ -281,7 +285,10 @@ BtController::Flow BtController::HandleFragment(const Bytes& parameters) {
                 if (steering.status == 0) steering.status = 4;
             }
             response = AnswerVendorPdu(fragment.pdu, steering, model_.leTestPackets);
-            if (leReceiving && IsLeEndWithCount(fragment.pdu)) ringText = LeRxEndLine(model_.leTestPackets);
+            if (IsLeEndWithCount(fragment.pdu)) {
+                if (leReceiving) ringText = LeRxEndLine(model_.leTestPackets);
+                model_.leTest.reset();
+            }
             if (const std::optional<Report> report = ReportAfter(fragment.pdu)) {
                 report_ = *report;
                 reportDue_ = std::chrono::steady_clock::now() + kReportPeriod;
