@@ -15,6 +15,16 @@ bool ValidHeLtf(std::uint8_t ltf) { return ltf == 0 || ltf == 1 || ltf == 2 || l
 
 std::string Num(unsigned long long value) { return std::to_string(value); }
 
+// What the receiver reports with no tester in front of it and no readings
+// set: the room's own traffic.
+constexpr SignalReadings kRoomRssi{-52, -50, -58, -45};
+
+RxCounts Burst(const Tester& tester) {
+    const unsigned long long errors = static_cast<unsigned long long>(tester.frames) * tester.errorPermille /
+                                      FrameCounter::kPermille;
+    return RxCounts{tester.frames, static_cast<std::uint32_t>(tester.frames - errors)};
+}
+
 }  // namespace
 
 RadioModel::RadioModel() : counter_(kDefaultRxRate, kDefaultRxErrorPermille) {}
@@ -30,6 +40,7 @@ void RadioModel::ResetTestState() {
     rxRunning_ = false;
     rxFlags_ = 0;
     rxPreset_.reset();
+    rxTester_.reset();
     tone_.reset();
     radioBitmap_ = 3;
 }
@@ -40,6 +51,21 @@ void RadioModel::SetRxCounts(RxCounts counts, TimePoint now) {
     } else {
         rxPreset_ = counts;
     }
+}
+
+void RadioModel::SetTester(std::optional<Tester> tester) {
+    if (tester) {
+        tester->errorPermille = std::min(tester->errorPermille, FrameCounter::kPermille);
+        tester->levelDbm = std::clamp(tester->levelDbm, Tester::kMinLevel, Tester::kMaxLevel);
+    }
+    tester_ = tester;
+}
+
+SignalReadings RadioModel::Rssi() const {
+    if (rssi_) return *rssi_;
+    if (!rxTester_) return kRoomRssi;
+    const std::int16_t level = rxTester_->levelDbm;
+    return SignalReadings{level, level, static_cast<std::int16_t>(level - 3), static_cast<std::int16_t>(level + 2)};
 }
 
 void RadioModel::SetRxRate(std::uint32_t framesPerSecond, TimePoint now) { counter_.SetRate(framesPerSecond, now); }
@@ -168,9 +194,15 @@ RadioModel::Answer RadioModel::RxStart(const RequestFrame& frame, TimePoint now)
     rxRunning_ = true;
     rxFlags_ = r.flags;
     rxSince_ = now;
-    counter_.Restart(rxPreset_.value_or(RxCounts{}), now);
+    // Counts a test preset replace the burst outright: they are what the
+    // receiver has counted, whoever sent the frames.
+    rxTester_ = tester_;
+    const bool burst = rxTester_ && !rxPreset_;
+    counter_.Restart(rxPreset_ ? *rxPreset_ : burst ? Burst(*rxTester_) : RxCounts{}, now);
     rxPreset_.reset();
-    return Reply(frame, kResultSuccess, {});
+    if (!burst) return Reply(frame, kResultSuccess, {});
+    return Reply(frame, kResultSuccess,
+                 "tester burst " + Num(rxTester_->frames) + " at " + std::to_string(rxTester_->levelDbm) + " dBm");
 }
 
 RadioModel::Answer RadioModel::RxRead(const RequestFrame& frame, TimePoint now) {
@@ -184,7 +216,8 @@ RadioModel::Answer RadioModel::RxRead(const RequestFrame& frame, TimePoint now) 
     Bytes& s = answer.confirm.signal;
     PutU32(s, 12, rxFlags_);
     PutU32(s, 16, static_cast<std::uint32_t>(freqErr_));
-    const SignalReadings* groups[] = {&rssi_, &snr_};
+    const SignalReadings rssi = Rssi();
+    const SignalReadings* groups[] = {&rssi, &snr_};
     std::size_t offset = 20;
     for (const SignalReadings* g : groups) {
         for (const std::int16_t v : {g->cur, g->av, g->min, g->max}) {

@@ -29,8 +29,9 @@
 //  tx_stop_req        48 when no stream is started.
 //  rx_start_req       38 for bandwidth or position as above, or a frequency
 //                     out of range (no warning on a receive path); 48 while a
-//                     receiver runs. Counts start from 0, or from the counts
-//                     a test preset while no receiver ran.
+//                     receiver runs. Counts start from the counts a test
+//                     preset while no receiver ran; without a preset from the
+//                     tester's burst (see Tester); with neither from 0.
 //  rx_read_req        48 without a receiver; 38 for more than kMaxCounters
 //                     counters. Unknown counter ids read 0.
 //  rx_stop_req        48 without a receiver.
@@ -75,6 +76,23 @@ struct SignalReadings {
     std::int16_t max = 0;
 };
 
+// The tester (signal generator) that a factory station puts in front of
+// the phone for a receive test: it sends a burst of `frames` frames at
+// `levelDbm`, `errorPermille` thousandths of them arriving in error. The
+// station waits for the burst before it reads, so the firmware counts the
+// whole burst as arrived the moment the receiver starts; frames from the
+// rate model then add to it as time passes. The receiver's RSSI readings
+// follow the tester's level (cur and average the level, min 3 dB below,
+// max 2 dB above) unless a test set them. A tester set while a receiver
+// runs is heard at the next start.
+struct Tester {
+    static constexpr std::int16_t kMinLevel = -120;  // dBm
+    static constexpr std::int16_t kMaxLevel = 0;
+    std::uint32_t frames = 1000;
+    std::uint32_t errorPermille = 8;
+    std::int16_t levelDbm = -55;
+};
+
 struct RxStatus {
     bool running = false;
     RxCounts counts;
@@ -109,7 +127,11 @@ public:
     void SetRxErrorPermille(std::uint32_t permille, TimePoint now);
     // At most this many counter values in rx_read_cfm; nothing for all.
     void LimitRxCounters(std::optional<std::size_t> limit) { counterLimit_ = limit; }
+    // Readings a test set win over the tester's level, for good.
     void SetRssi(SignalReadings readings) { rssi_ = readings; }
+    // Nothing: no tester, the receiver hears only the rate model. Share and
+    // level are brought into their ranges.
+    void SetTester(std::optional<Tester> tester);
     void SetSnr(SignalReadings readings) { snr_ = readings; }
     void SetFreqError(std::int32_t value) { freqErr_ = value; }
     // rx_read_cfm's interval; nothing: milliseconds since the receiver started.
@@ -151,6 +173,7 @@ private:
     Answer BistGetTxGain(const RequestFrame& frame);
     Answer MibGet(const RequestFrame& frame, std::optional<std::uint16_t> forcedResult);
     bool StillSending(TimePoint now) const;
+    SignalReadings Rssi() const;
 
     // State of the tests.
     std::optional<SetTxParamsRequest> txParams_;
@@ -160,13 +183,15 @@ private:
     std::uint16_t rxFlags_ = 0;
     TimePoint rxSince_{};
     std::optional<RxCounts> rxPreset_;
+    std::optional<Tester> rxTester_;  // the one whose burst the receiver heard
     FrameCounter counter_;
     std::optional<CwStartRequest> tone_;
     std::uint16_t radioBitmap_ = 3;
 
     // The chip as a test set it.
     std::optional<std::size_t> counterLimit_;
-    SignalReadings rssi_{-52, -50, -58, -45};
+    std::optional<Tester> tester_ = Tester{};
+    std::optional<SignalReadings> rssi_;  // set by a test
     SignalReadings snr_{28, 30, 24, 34};
     std::int32_t freqErr_ = -3;
     std::optional<std::uint32_t> rxInterval_;

@@ -195,6 +195,21 @@ const std::map<std::string, Apply>& Settings() {
              if (n) f.SetFreqError(static_cast<std::int32_t>(*n));
              return n.has_value();
          }},
+        {"tester", [](WlanFirmware& f, const std::string& v) {
+             if (v == "off") {
+                 f.SetTester(std::nullopt);
+                 return true;
+             }
+             const std::vector<std::string> parts = SplitCommas(v);
+             if (parts.size() != 3) return false;
+             const auto frames = Number(parts[0], 1, kU32);
+             const auto permille = Number(parts[1], 0, FrameCounter::kPermille);
+             const auto level = Number(parts[2], Tester::kMinLevel, Tester::kMaxLevel);
+             if (!frames || !permille || !level) return false;
+             f.SetTester(Tester{static_cast<std::uint32_t>(*frames), static_cast<std::uint32_t>(*permille),
+                                static_cast<std::int16_t>(*level)});
+             return true;
+         }},
         {"bist", [](WlanFirmware& f, const std::string& v) {
              const auto n = Numbers(v, 2, kI16Min, kI16Max);
              if (n) f.SetBistGain(static_cast<std::int16_t>((*n)[0]), static_cast<std::int16_t>((*n)[1]));
@@ -240,6 +255,10 @@ bool ApplySetting(WlanFirmware& firmware, const std::string& setting, std::strin
     }
     if (!it->second(firmware, value)) {
         error = "bad value for wlanfw setting " + name + ": " + value;
+        // Three numbers with three ranges: say which are wanted.
+        if (name == "tester") {
+            error += " (want FRAMES,PERMILLE,LEVEL: 1 to 4294967295 frames, 0 to 1000, -120 to 0 dBm; or off)";
+        }
         return false;
     }
     return true;
@@ -261,9 +280,12 @@ std::string SettingsUsage() {
            "  rx-counts=TOTAL,GOOD            the receiver's frame counts\n"
            "  rx-rate=FPS                     frames per second while receiving\n"
            "  rx-error=PERMILLE               thousandths of them in error\n"
-           "  rssi=CUR,AV,MIN,MAX             RSSI readings\n"
+           "  rssi=CUR,AV,MIN,MAX             RSSI readings, whatever the tester's level\n"
            "  snr=CUR,AV,MIN,MAX              SNR readings\n"
            "  freq-error=N                    average frequency error\n"
+           "  tester=FRAMES,PERMILLE,LEVEL|off the tester's burst at each receiver start: FRAMES\n"
+           "                                  (1 up), PERMILLE of them in error, LEVEL dBm\n"
+           "                                  (-120 to 0); default 1000,8,-55\n"
            "  bist=R,I                        self-test gain word from its parts\n"
            "  bist-word=WORD                  self-test gain word\n"
            "  chip-id=N                       MIB 2022\n"

@@ -16,9 +16,13 @@
 //   rx-counts=TOTAL,GOOD           the receiver's counts
 //   rx-rate=FPS                    frames per second that arrive
 //   rx-error=PERMILLE              thousandths of them in error
-//   rssi=CUR,AV,MIN,MAX            dBm
+//   rssi=CUR,AV,MIN,MAX            dBm, whatever the tester's level
 //   snr=CUR,AV,MIN,MAX             dB
 //   freq-error=N
+//   tester=FRAMES,PERMILLE,LEVEL|off  the tester's burst at each receiver start:
+//                                  FRAMES (1 up) of which PERMILLE thousandths
+//                                  in error, at LEVEL dBm (-120 to 0);
+//                                  default 1000,8,-55
 //   bist=R,I                       the self test's gain word from its parts
 //   bist-word=WORD
 //   chip-id=N   build-id=TEXT   temperature=N

@@ -283,6 +283,11 @@ void WlanFirmware::SetRxInterval(std::optional<std::uint32_t> value) {
     model_.SetRxInterval(value);
 }
 
+void WlanFirmware::SetTester(std::optional<Tester> tester) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    model_.SetTester(tester);
+}
+
 void WlanFirmware::SetBistWord(std::uint32_t word) {
     std::lock_guard<std::mutex> lock(mutex_);
     model_.SetBistWord(word);

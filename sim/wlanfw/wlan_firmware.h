@@ -133,12 +133,17 @@ public:
     // counts still), and the share of them in error, in thousandths.
     void SetRxRate(std::uint32_t framesPerSecond);
     void SetRxErrorPermille(std::uint32_t permille);
+    // Readings set here win over the tester's level from now on.
     void SetRssi(SignalReadings readings);
     void SetSnr(SignalReadings readings);
     void SetFreqError(std::int32_t value);
     // What rx_read_cfm reports as its interval; nothing: the milliseconds
     // since the receiver started.
     void SetRxInterval(std::optional<std::uint32_t> value);
+    // The tester in front of the phone, whose burst counts as arrived at
+    // each receiver start (see Tester in radio_model.h); on by default with
+    // Tester's values. Nothing takes it away.
+    void SetTester(std::optional<Tester> tester);
     void SetBistWord(std::uint32_t word);
     // The word from its parts: r in the high 16 bits, i in the low.
     void SetBistGain(std::int16_t real, std::int16_t imaginary);

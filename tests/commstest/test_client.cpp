@@ -206,7 +206,7 @@ TEST_F(WlanClient, FirmwareResultCodesBecomeCodesAndTexts) {
 // each boundary of the client's checks from both sides where the firmware
 // can be made to send it. Buffer ends it cannot reach are in UdiDecode below.
 TEST_F(WlanClient, BentConfirmsAndTheirTexts) {
-    Steer("rx-rate=0;rx-counts=7,5");
+    Steer("rx-rate=0;rx-counts=7,5;tester=off");
     ASSERT_EQ(SetTx(), 0);
     ASSERT_EQ(wlan_tx_start(7, COMMSTEST_TX_DATA_0, 0, kBroadcast, kSource, kSource), 0);
     ASSERT_EQ(wlan_rx_start(COMMSTEST_BW_20MHZ, COMMSTEST_POSITION_0, 2412, COMMSTEST_RX_FLAGS_NONE, kRx), 0);

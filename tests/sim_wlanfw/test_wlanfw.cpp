@@ -29,8 +29,9 @@ namespace wf = tavo::sim::wlanfw;
 using namespace std::chrono_literals;
 using namespace testwire;
 
-// A radio model and the simulated time it runs on.
+// A radio model and the simulated time it runs on, with no tester in front.
 struct Chip {
+    Chip() { model.SetTester(std::nullopt); }
     wf::RadioModel model;
     wf::TimePoint now{1s};
 
@@ -316,6 +317,43 @@ TEST(WlanfwNode, LifeFromStartToStop) {
     ASSERT_TRUE(testsupport::WriteFile(node, "not a socket"));
     EXPECT_THROW(fw.Start(host(node)), std::runtime_error);
     EXPECT_EQ(testsupport::ReadFile(node), "not a socket");
+}
+
+// The burst counts at each start, under what the rate adds; counts and readings a test sets win.
+TEST(WlanfwTester, BurstCountsAtTheReceiverStartUnlessSteered) {
+    wf::RadioModel model;  // the default tester, 500 frames a second, 5 % in error
+    model.Handle(wf::SplitRequest(RxStartReq()), wf::TimePoint(1s), std::nullopt);
+    EXPECT_EQ(model.Rx(wf::TimePoint(3s)).counts.good, 992u + 950u) << "the rate adds to the burst";
+    testsupport::SimEnv env;
+    ASSERT_TRUE(env.LoadTestFirmware());
+    env.WlanFw().SetRxRate(0);
+    Peer peer(env.Path(wf::WlanFirmware::kNode));
+    // Read after a start: total, good, then RSSI cur, av, min, max.
+    const std::pair<const char*, const char*> rows[] = {
+        {"", "1000 992 -55 -55 -58 -53"}, {"tester=off", "0 0 -52 -50 -58 -45"},
+        {"tester=1,1000,-120", "1 0 -120 -120 -123 -118"}, {"tester=999,7,0", "999 993 0 0 -3 2"},
+        {"tester=4294967295,0,-1", "4294967295 4294967295 -1 -1 -4 1"}, {"rx-counts=10,7", "10 7 -1 -1 -4 1"},
+        {"rssi=-40,-41,-50,-30", "4294967295 4294967295 -40 -41 -50 -30"}};
+    std::string error;
+    for (const auto& [steer, expected] : rows) {
+        Bytes read;
+        for (const Bytes& request : {RxStopReq(), RxStartReq(), RxReadReq({0xE000, 0xE001})}) {
+            // Set once the receiver has stopped: counts set then wait for the start.
+            const bool steerNow = GetU16(request, 0) == wf::kRxStartReq && *steer;
+            ASSERT_TRUE(!steerNow || wf::ApplySetting(env.WlanFw(), steer, error)) << error;
+            peer.Send(request);
+            read = peer.Receive();
+        }
+        const std::size_t bulk = 16 + GetU32(read, 12);
+        std::string outcome = std::to_string(GetU32(read, bulk + 2)) + " " + std::to_string(GetU32(read, bulk + 6));
+        for (std::size_t at = 36; at < 44; at += 2) outcome += " " + std::to_string(std::int16_t(GetU16(read, at)));
+        EXPECT_EQ(outcome, expected) << steer;
+    }
+    for (const std::string value : {"0,8,-55", "1,1001,-55", "1,8,-121", "1,8,1", "4294967296,8,-55", "1,8", "on"}) {
+        EXPECT_FALSE(wf::ApplySetting(env.WlanFw(), "tester=" + value, error));
+        EXPECT_EQ(error, "bad value for wlanfw setting tester: " + value +
+                             " (want FRAMES,PERMILLE,LEVEL: 1 to 4294967295 frames, 0 to 1000, -120 to 0 dBm; or off)");
+    }
 }
 
 }  // namespace
