@@ -1,8 +1,9 @@
 // wlbt: drives the factory-test service from a workstation or a shell.
 //
-// Opens the service, forwards each AT command (from the arguments, or line by
-// line from standard input), prints each command with its result string and
-// return code, and closes the service.
+// Opens the service, forwards each AT command (from the arguments, from
+// sequence files, or line by line from standard input), prints each command
+// with its result string and return code, and closes the service. The exit
+// status and the optional summary give a station script the verdict.
 #include <getopt.h>
 #include <unistd.h>
 
@@ -13,9 +14,11 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "WiFiBtFactoryService.h"
+#include "tools/wlbt_station.h"
 #include "sim/btctl/btctl_component.h"
 #include "sim/btctl/settings_text.h"
 #include "sim/simulator.h"
@@ -26,14 +29,25 @@ namespace {
 
 void Usage(FILE* out) {
     std::fputs(
-        "usage: wlbt [-v] [-t TIMEOUT] [--sim] [--keep-root] [--wlanfw SETTING]...\n"
-        "            [--btctl SETTING]... [--debug STATEMENT] [--debug-file PATH] [COMMAND...]\n"
+        "usage: wlbt [-v] [-t TIMEOUT] [--summary] [--sim] [--keep-root] [--wlanfw SETTING]...\n"
+        "            [--btctl SETTING]... [--debug STATEMENT] [--debug-file PATH]\n"
+        "            [-f FILE]... | [COMMAND...]\n"
         "\n"
         "Forwards AT commands to the WLAN/Bluetooth factory-test service and prints\n"
-        "each result string and return code. Without COMMAND arguments, commands are\n"
-        "read from standard input, one per line; empty lines and lines starting with\n"
-        "'#' are skipped.\n"
+        "each result string and return code. The commands are the COMMAND arguments,\n"
+        "or the sequence files given with -f, or else the lines of standard input.\n"
+        "A sequence has one command per line; empty lines and lines starting with '#'\n"
+        "are skipped, and a line \"@PATH\" runs the sequence file PATH in its place\n"
+        "(a relative PATH is taken from the directory of the file holding the line,\n"
+        "on standard input from the current directory; includes nest at most 8 deep).\n"
         "\n"
+        "  -f FILE     run the sequence file FILE; repeatable, the files run in order;\n"
+        "              standard input is not read, and COMMAND arguments are refused.\n"
+        "              Every file is read, includes and all, before the first command,\n"
+        "              so a file that cannot be read runs nothing (exit status 2)\n"
+        "  --summary   after the last command, print one line per command family used:\n"
+        "              \"summary FAMILY: N commands, K OK, M NG\", FAMILY one of AT+WIFI,\n"
+        "              AT+BTRF=, ATA+WIFI=, ATA+BT=, UNIT= or other\n"
         "  -v          show the library's log lines (and the simulator's) on standard error\n"
         "  --sim       run against the chip simulator, started on a temporary root for\n"
         "              the length of the run (TAVO_PLATFORM_ROOT and PATH point at it)\n"
@@ -47,8 +61,17 @@ void Usage(FILE* out) {
         "  -t TIMEOUT  time limit handed to the service (accepted, has no effect)\n"
         "  -h          this help\n"
         "\n"
-        "Exit status: 0 when every command returned 0, 1 when some command returned\n"
-        "another code, 2 on a usage error or when the service could not be opened.\n",
+        "A command is OK when it returns 0 and its result string carries the OK\n"
+        "verdict; it is NG when it returns another code, when its result carries NG,\n"
+        "or when it has no result string, or one with no verdict where it belongs.\n"
+        "When standard error is a terminal without log or trace lines on it, a command\n"
+        "that takes over half a second shows \"waiting for COMMAND ... N s\" there until\n"
+        "it answers.\n"
+        "\n"
+        "Exit status: 0 when every command was OK, 1 when some command was NG, 2 on a\n"
+        "usage error, a sequence file that cannot be read (on standard input: at its\n"
+        "include line, after the commands before it), or a service that could not be\n"
+        "opened.\n",
         out);
 }
 
@@ -76,9 +99,31 @@ std::string Visible(const char* text) {
     return out;
 }
 
-int Forward(const std::string& command, int timeout) {
+// One run of commands: how they are forwarded, and how they fared.
+struct Run {
+    int timeout = 3000;
+    bool indicator = false;  // the waiting line on standard error
+    wlbt::Summary summary;
+    bool allOk = true;
+};
+
+void Forward(Run& run, const std::string& command) {
     std::vector<char> result(WLBT_RESULT_BUFFER_SIZE, '\0');
-    const int rc = ForwardCMD_WiFiBT(command.c_str(), result.data(), timeout);
+    int rc;
+    {
+        std::unique_ptr<wlbt::WaitIndicator> waiting;
+        if (run.indicator) {
+            try {
+                waiting = std::make_unique<wlbt::WaitIndicator>(Visible(command.c_str()), [](const std::string& text) {
+                    std::fputs(text.c_str(), stderr);
+                    std::fflush(stderr);
+                });
+            } catch (const std::system_error&) {
+                // No thread to spare: the command runs without the line.
+            }
+        }
+        rc = ForwardCMD_WiFiBT(command.c_str(), result.data(), run.timeout);
+    }  // the waiting line is gone before the result shows
     result.back() = '\0';
     std::printf("%s\n", command.c_str());
     if (result[0] == '\0') {
@@ -87,7 +132,9 @@ int Forward(const std::string& command, int timeout) {
         std::printf("  rc %d  \"%s\"\n", rc, Visible(result.data()).c_str());
     }
     std::fflush(stdout);
-    return rc;
+    const bool ok = rc == 0 && wlbt::ReadVerdict(result.data()) == wlbt::Verdict::kOk;
+    run.summary.Add(command, ok);
+    run.allOk = run.allOk && ok;
 }
 
 }  // namespace
@@ -148,28 +195,32 @@ private:
 };
 
 int main(int argc, char** argv) {
-    int timeout = 3000;
+    Run run;
     bool verbose = false;
+    bool summary = false;
     bool sim = false;
     bool keepRoot = false;
+    std::vector<std::string> files;
     std::vector<std::string> settings;
     std::vector<std::string> btSettings;
     const char* debugStatement = nullptr;
     const char* debugFile = nullptr;
-    enum { kOptSim = 1000, kOptKeepRoot, kOptWlanfw, kOptBtctl, kOptDebug, kOptDebugFile };
+    enum { kOptSim = 1000, kOptKeepRoot, kOptWlanfw, kOptBtctl, kOptDebug, kOptDebugFile, kOptSummary };
     static const struct option kLong[] = {{"sim", no_argument, nullptr, kOptSim},
                                           {"keep-root", no_argument, nullptr, kOptKeepRoot},
                                           {"wlanfw", required_argument, nullptr, kOptWlanfw},
                                           {"btctl", required_argument, nullptr, kOptBtctl},
                                           {"debug", required_argument, nullptr, kOptDebug},
                                           {"debug-file", required_argument, nullptr, kOptDebugFile},
+                                          {"summary", no_argument, nullptr, kOptSummary},
                                           {"help", no_argument, nullptr, 'h'},
                                           {nullptr, 0, nullptr, 0}};
     int opt;
-    while ((opt = getopt_long(argc, argv, "vt:h", kLong, nullptr)) != -1) {
+    while ((opt = getopt_long(argc, argv, "vt:f:h", kLong, nullptr)) != -1) {
         switch (opt) {
             case 'v': verbose = true; break;
-            case 't': timeout = std::atoi(optarg); break;
+            case 't': run.timeout = std::atoi(optarg); break;
+            case 'f': files.push_back(optarg); break;
             case 'h': Usage(stdout); return 0;
             case kOptSim: sim = true; break;
             case kOptKeepRoot: keepRoot = true; break;
@@ -177,6 +228,7 @@ int main(int argc, char** argv) {
             case kOptBtctl: btSettings.push_back(optarg); break;
             case kOptDebug: debugStatement = optarg; break;
             case kOptDebugFile: debugFile = optarg; break;
+            case kOptSummary: summary = true; break;
             default: Usage(stderr); return 2;
         }
     }
@@ -184,12 +236,31 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "wlbt: --keep-root, --wlanfw and --btctl go with --sim\n");
         return 2;
     }
+    if (!files.empty() && optind < argc) {
+        std::fprintf(stderr, "wlbt: commands come from -f files or from arguments, not both\n");
+        return 2;
+    }
+    // Sequence files are read whole before anything starts, so that a
+    // missing include never leaves a station half way through a sequence.
+    std::vector<std::string> commands;
+    for (const std::string& file : files) {
+        std::string error;
+        if (!wlbt::ReadSequenceFile(file, commands, error)) {
+            std::fprintf(stderr, "wlbt: %s\n", error.c_str());
+            return 2;
+        }
+    }
+    for (int i = optind; i < argc; ++i) commands.push_back(argv[i]);
+    const bool fromStdin = files.empty() && optind >= argc;
+
     // The host log implementation reads TAVO_LOG on its first line.
     if (verbose) setenv("TAVO_LOG", "-", 1);
     // The library reads its debug settings once, on its first trace point, so
     // they must be in the environment before the service is opened.
     if (debugStatement != nullptr) setenv("TAVO_DEBUGLEVEL", debugStatement, 1);
     if (debugFile != nullptr) setenv("TAVO_DEBUGFILE", debugFile, 1);
+    // Log and trace lines on standard error would run into the waiting line.
+    run.indicator = isatty(STDERR_FILENO) == 1 && !verbose && (debugStatement == nullptr || debugFile != nullptr);
 
     std::unique_ptr<SimulatorRun> simulator;
     if (sim) {
@@ -206,18 +277,30 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "wlbt: OpenWiFiBtFactoryService returned %d\n", openRc);
         return 2;
     }
-    bool allZero = true;
-    if (optind < argc) {
-        for (int i = optind; i < argc; ++i) allZero = Forward(argv[i], timeout) == 0 && allZero;
+    int status = 0;
+    if (!fromStdin) {
+        for (const std::string& command : commands) Forward(run, command);
     } else {
+        // Line by line, so that a station can feed commands as it goes; an
+        // include is read whole when its line comes.
         std::string line;
-        while (std::getline(std::cin, line)) {
-            if (!line.empty() && line.back() == '\r') line.pop_back();
-            if (line.empty() || line[0] == '#') continue;
-            allZero = Forward(line, timeout) == 0 && allZero;
+        for (int number = 1; std::getline(std::cin, line); ++number) {
+            std::vector<std::string> found;
+            std::string error;
+            if (!wlbt::ReadSequenceLine(line, "stdin:" + std::to_string(number), "", 0, found, error)) {
+                std::fprintf(stderr, "wlbt: %s\n", error.c_str());
+                status = 2;
+                break;
+            }
+            for (const std::string& command : found) Forward(run, command);
         }
     }
     const int closeRc = CloseWiFiBtFactoryService();
     if (closeRc != 0) std::fprintf(stderr, "wlbt: CloseWiFiBtFactoryService returned %d\n", closeRc);
-    return allZero ? 0 : 1;
+    if (summary) {
+        std::fputs(run.summary.Text().c_str(), stdout);
+        std::fflush(stdout);
+    }
+    if (status != 0) return status;
+    return run.allOk ? 0 : 1;
 }
