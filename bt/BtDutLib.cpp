@@ -1,5 +1,8 @@
 #include "bt/BtDutLib.h"
 
+#include <unistd.h>
+
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -546,9 +549,19 @@ int CBtDutLib::BtGetMacAddress(char* result) {
 
 // --- inquiry ----------------------------------------------------------------
 
+void CBtDutLib::AnnounceInquiry() {
+    m_inquiries_announced.fetch_add(1);
+}
+
 int CBtDutLib::Inquiry() {
     AutoLock lock(m_inquiry_lock);
-    if (!lock.lock(10)) {
+    const bool locked = lock.lock(10);
+    // An announced inquiry stops holding fetches back once it holds the lock
+    // (or has given up on it).
+    int announced = m_inquiries_announced.load();
+    while (announced > 0 && !m_inquiries_announced.compare_exchange_weak(announced, announced - 1)) {
+    }
+    if (!locked) {
         BLOG("inquiry lock was not released properly");
         return 5;
     }
@@ -560,8 +573,15 @@ int CBtDutLib::Inquiry() {
 }
 
 int CBtDutLib::GetInquiryResult(CScanList& list) {
+    // The announced inquiry takes the lock first; the wait for that comes
+    // out of the same ten seconds.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (m_inquiries_announced.load() > 0 && std::chrono::steady_clock::now() < deadline) {
+        usleep(10000);
+    }
+    const auto left = std::chrono::duration_cast<std::chrono::seconds>(deadline - std::chrono::steady_clock::now());
     AutoLock lock(m_inquiry_lock);
-    if (!lock.lock(10)) {
+    if (!lock.lock(static_cast<int>(left.count()))) {
         BLOG("inquiry operation was not finished properly");
         return 6;
     }

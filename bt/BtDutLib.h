@@ -8,6 +8,7 @@
 // tries), 4 a value out of range; the inquiry pair adds 5 and 6.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "bt/BtDriver.h"
@@ -36,6 +37,11 @@ public:
     // inquiry lock; GetInquiryResult waits for it up to ten seconds.
     int Inquiry();
     int GetInquiryResult(CScanList& list);
+    // Tells that an Inquiry is on its way on another thread, before its
+    // caller is answered: a fetch that comes before that inquiry has taken
+    // its lock waits for it (within its ten seconds) instead of reading
+    // the rows before the inquiry has run.
+    void AnnounceInquiry();
 
     int BleSetChannel(char* result, int channel);
     int BleSetPayloadType(char* result, int type);
@@ -82,6 +88,7 @@ public:
     CBtDriver* m_driver;
     double m_ber = 0.0;
     bool m_inquiry_lock = false;
+    std::atomic<int> m_inquiries_announced{0};
 
     // The parsers of tool and log rows, each bounded by its row.
     // "sec:" in the first two rows of a bit-error block: the total and the errors.

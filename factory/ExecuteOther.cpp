@@ -156,7 +156,10 @@ int CCommandHandler::ExecuteATACommand_BT(const char* command, char* result) {
         }
         // Answer now; the inquiry runs on this worker after the caller is
         // released, so nothing of the command may be touched after this. A
-        // failed switch does not stop it: the fetch shows what it found.
+        // failed switch does not stop it: the fetch shows what it found. A
+        // fetch sent at once waits for this inquiry, not for whichever
+        // thread takes the inquiry lock first.
+        m_bt_dut->AnnounceInquiry();
         BuildResultString(command, APP_ATA_BT, 0, internal, 0, 0, result);
         SetEarlyResponse(true);
         ClearToolRows(*bt);

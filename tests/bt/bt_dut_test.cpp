@@ -3,9 +3,11 @@
 // values read back from the tool and the firmware log.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "WiFiBtFactoryService.h"
 #include "bt/BtDutLib.h"
@@ -143,9 +145,15 @@ TEST_F(BtDut, AnInquiryListsTheDevicesInRangeAndTheChipGivesItsAddress) {
     sim_.BtCtl().SetFastSleep(true);
     sim_.BtCtl().AddDevice({"00:11:22:33:44:55", "Tester", -72, 2});
     sim_.BtCtl().AddDevice({"66:77:88:99:AA:BB", "Headset", -50, 1});
-    ASSERT_EQ(dut_.Inquiry(), 0);
+    // A fetch that reaches the lock before the announced inquiry waits for it.
+    dut_.AnnounceInquiry();
     CScanList list;
-    ASSERT_EQ(dut_.GetInquiryResult(list), 0);
+    int fetched = -1;
+    std::thread fetch([&] { fetched = dut_.GetInquiryResult(list); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));  // let the fetch come first
+    ASSERT_EQ(dut_.Inquiry(), 0);
+    fetch.join();
+    ASSERT_EQ(fetched, 0);
     ASSERT_EQ(list.GetNodeCount(), 2);
     std::unique_ptr<SCAN_INFO_NODE> first(list.Pop());
     std::unique_ptr<SCAN_INFO_NODE> second(list.Pop());
