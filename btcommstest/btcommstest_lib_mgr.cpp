@@ -2,6 +2,7 @@
 
 #include <android/log.h>
 
+#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <sstream>
@@ -89,6 +90,10 @@ commstest_error CConnection::connect() {
     }
     T("Open (%s, %s, %d)\n", "H4", kDevice, static_cast<int>(kBaudRate));
     mLinkFailed = false;
+    {
+        std::lock_guard<std::mutex> hold(mHciMutex);
+        mHciOutstanding = 0;
+    }
     mController = new TesselDeviceController_newStyle(H4Configuration(kDevice, kBaudRate, true), *this);
     T("Start transport");
     if (!mController->startTransport()) {
@@ -155,9 +160,16 @@ commstest_error CConnection::sendHCI(const std::string& from, uint32_t opCode, u
         } else {
             const HCICommandPDU pdu(*built);
             built.reset();
+            // Counted before it goes: its event may come back at once.
+            {
+                std::lock_guard<std::mutex> hold(mHciMutex);
+                ++mHciOutstanding;
+            }
             if (!mController->send(pdu, true)) {
                 ct_set_error(from, "PDU rejected by DeviceController");
                 result = kHciRefused;
+                std::lock_guard<std::mutex> hold(mHciMutex);
+                if (mHciOutstanding > 0) --mHciOutstanding;
             }
         }
     }
@@ -203,6 +215,7 @@ commstest_error CConnection::sendTSCMD(const std::string& from, uint32_t varid, 
         ct_set_error(from, text);
         return kVendorNotBuilt;
     }
+    AwaitHciEvents();
     // Unset before the command goes, so that a reply that comes back at once
     // is not lost.
     mReplyBox.unsetItem(mReplyItem);
@@ -237,9 +250,23 @@ commstest_error CConnection::sendLeRadioTest(const std::string& from, uint32_t c
     return sendTSCMD(from, kLeRadioTestVarid, cmd, p0, p1, p2, p3, p4);
 }
 
+void CConnection::AwaitHciEvents() {
+    std::unique_lock<std::mutex> hold(mHciMutex);
+    if (!mHciAnswered.wait_for(hold, std::chrono::milliseconds(kReplyWaitMs), [this] { return mHciOutstanding == 0; })) {
+        // A chip that does not answer them will not answer later either.
+        T("%u HCI events never came; going on", mHciOutstanding);
+        mHciOutstanding = 0;
+    }
+}
+
 void CConnection::onPDU(const PDU& pdu) {
     const unsigned long size = pdu.size();
     T("%s(), length=%d", "onPDU", static_cast<int>(size));
+    if (pdu.channel() == PDU::hci_channel && size >= 1 && (pdu.get_uint8(0) == 0x0E || pdu.get_uint8(0) == 0x0F)) {
+        std::lock_guard<std::mutex> hold(mHciMutex);
+        if (mHciOutstanding > 0) --mHciOutstanding;
+        mHciAnswered.notify_all();
+    }
     {
         std::lock_guard<std::mutex> hold(mReplyMutex);
         mReplyGood = true;

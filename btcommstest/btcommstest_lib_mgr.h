@@ -16,6 +16,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -122,6 +123,15 @@ private:
     std::string mReplyText;
     std::atomic<bool> mLinkFailed{false};
     std::atomic<unsigned long> mRepliesSeen{0};
+    // HCI commands sent without waiting whose Command Complete or Command
+    // Status has not come back. Every PDU that reaches onPDU counts as the
+    // reply of the vendor command in flight, so a vendor command waits for
+    // these first (up to its own reply time): a station that sends the next
+    // command at once must not have an HCI event taken for its reply.
+    std::mutex mHciMutex;
+    std::condition_variable mHciAnswered;
+    unsigned mHciOutstanding = 0;
+    void AwaitHciEvents();
 };
 
 // The one connection, made when the library is loaded and never destroyed.

@@ -130,4 +130,17 @@ TEST_F(BtClient, AThousandCallsAnsweredAtOnceLoseNoReply) {
     EXPECT_EQ(failures, 0) << bt_get_last_error();
 }
 
+// The LE enhanced tests go without waiting; their Command Complete, late
+// here, must not be taken for the reply of the vendor command sent next,
+// or every later vendor command would read its predecessor's reply.
+TEST_F(BtClient, AVendorCommandRightAfterAnHciCommandGetsItsOwnReply) {
+    ASSERT_EQ(bt_open_device(), 0);
+    Steer("delay=50");
+    for (int round = 0; round < 3; ++round) {
+        ASSERT_EQ(btle_enhanced_receiver_test(19, 2, 0), 0);
+        EXPECT_EQ(btle_stop_test_count(), 0) << bt_get_last_error();
+        EXPECT_EQ(bt_txdata2(), 0) << bt_get_last_error();
+    }
+}
+
 }  // namespace
