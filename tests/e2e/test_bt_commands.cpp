@@ -3,6 +3,7 @@
 // and the btcli stand-in were asked to do.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -84,6 +85,30 @@ TEST_F(BtCommands, EachCommandClassAnswersAndReachesTheController) {
     EXPECT_EQ(GetServiceBtDut()->IsDUTOpen(), 0);
     EXPECT_TRUE(log.Contains("COMMAND_HANDLER", "AT_COMMAND_BT_BREDR_SET_PACKET_TYPE:\n"));
     EXPECT_TRUE(log.Contains("COMMAND_HANDLER", "Incorrect Command Id: 127\n"));
+}
+
+TEST_F(BtCommands, BadNumbersLongCommandsAndUnknownFamiliesGetTheirReplies) {
+    const struct {
+        std::string command;
+        int rc;
+        const char* reply;
+    } rows[] = {
+        {"AT+BTRF=1,0,0,-1", 0, "+BTRF:6,NG"},
+        {"AT+BTRF=a,b,c,d", 0, "+BTRF:6,NG"},  // no row
+        {"AT+BTRF=1,0,0,99999999999", 0, "+BTRF:6,NG"},
+        {"AT+BTRF=2,0,5,,12", 0, "+BTRF:6,NG"},  // no UAP
+        {"AT+BTRF=1,0,0," + std::string(50, '0'), 0, "+BTRF:0,OK"},  // 64 characters
+        {"AT+BTRF=1,0,0," + std::string(51, '0'), 4, "untouched"},
+        {"AT+BTX=1", 2, "NG"},
+        {"ATA+BT=-5", 0, "OK"},
+        {"UNIT=abc", 0, "+UNIT:000000,OK"},  // letters are no attr: no row
+    };
+    for (const auto& row : rows) {
+        std::vector<char> result(WLBT_RESULT_BUFFER_SIZE, '\0');
+        std::strcpy(result.data(), "untouched");
+        EXPECT_EQ(ForwardCMD_WiFiBT(row.command.c_str(), result.data(), 3000), row.rc) << row.command;
+        EXPECT_STREQ(result.data(), row.reply) << row.command;
+    }
 }
 
 TEST_F(BtCommands, FixedTestsEndByTheirFlagsAndAGoodPacketReadMakesEveryLaterEndSucceed) {
