@@ -16,6 +16,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/wlbt_station.h"
+
 extern char** environ;
 
 namespace {
@@ -36,24 +38,6 @@ const Mandate kMandates[] = {
     {"UNIT=6", 7.5, "btcli start (0.5 s) and the inquiry script (7 s)"},
     {"UNIT=8", 10.0, "the ten-second unit command"},
 };
-
-// The commands of a sequence file, its "@FILE" lines read in place.
-bool ReadSequence(const std::string& path, std::vector<std::string>& commands, int depth = 0) {
-    std::ifstream in(path);
-    if (!in || depth > 8) return false;
-    const std::string dir = path.substr(0, path.find_last_of('/') + 1);
-    std::string line;
-    while (std::getline(in, line)) {
-        while (!line.empty() && (line.back() == '\r' || line.back() == ' ')) line.pop_back();
-        if (line.empty() || line[0] == '#') continue;
-        if (line[0] == '@') {
-            if (!ReadSequence(dir + line.substr(1), commands, depth + 1)) return false;
-            continue;
-        }
-        commands.push_back(line);
-    }
-    return true;
-}
 
 std::vector<std::string> ReadLines(const std::string& path) {
     std::vector<std::string> lines;
@@ -94,8 +78,9 @@ int main(int argc, char** argv) {
     const std::string sequence = sequences + "/factory.at";
 
     std::vector<std::string> commands;
-    if (!ReadSequence(sequence, commands)) {
-        std::fprintf(stderr, "cannot read %s\n", sequence.c_str());
+    std::string error;
+    if (!wlbt::ReadSequenceFile(sequence, commands, error)) {
+        std::fprintf(stderr, "%s\n", error.c_str());
         return 1;
     }
     double mandated = 0;
