@@ -262,11 +262,7 @@ void CConnection::AwaitHciEvents() {
 void CConnection::onPDU(const PDU& pdu) {
     const unsigned long size = pdu.size();
     T("%s(), length=%d", "onPDU", static_cast<int>(size));
-    if (pdu.channel() == PDU::hci_channel && size >= 1 && (pdu.get_uint8(0) == 0x0E || pdu.get_uint8(0) == 0x0F)) {
-        std::lock_guard<std::mutex> hold(mHciMutex);
-        if (mHciOutstanding > 0) --mHciOutstanding;
-        mHciAnswered.notify_all();
-    }
+
     {
         std::lock_guard<std::mutex> hold(mReplyMutex);
         mReplyGood = true;
@@ -313,6 +309,13 @@ void CConnection::onPDU(const PDU& pdu) {
     T("Had reply. Now call set()");
     ++mRepliesSeen;
     mReplyBox.setItem(mReplyItem);
+    // Only now, with the item set, may a vendor command that waits for this
+    // event go on: it unsets the item before it sends.
+    if (pdu.channel() == PDU::hci_channel && size >= 1 && (pdu.get_uint8(0) == 0x0E || pdu.get_uint8(0) == 0x0F)) {
+        std::lock_guard<std::mutex> hold(mHciMutex);
+        if (mHciOutstanding > 0) --mHciOutstanding;
+        mHciAnswered.notify_all();
+    }
 }
 
 // ---------------------------------------------------------------------------
