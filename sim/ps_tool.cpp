@@ -137,7 +137,30 @@ bool ReadProcess(const std::string& procDir, int pid, ProcessRow& row) {
     return true;
 }
 
-int PsMain(const std::vector<std::string>& args, std::ostream& out, std::ostream& err, const std::string& procDir) {
+namespace {
+
+// Whether the process's environment names `world` as its platform root.
+// Another user's process, whose environment cannot be read, is not.
+bool InWorld(const std::string& procDir, int pid, const std::string& world) {
+    std::string environ;
+    if (!ReadFile(procDir + "/" + std::to_string(pid) + "/environ", environ, 1u << 20)) return false;
+    const std::string entry = std::string(1, '\0') + "TAVO_PLATFORM_ROOT=" + world;
+    const std::string padded = std::string(1, '\0') + environ + std::string(1, '\0');
+    for (size_t at = padded.find(entry); at != std::string::npos; at = padded.find(entry, at + 1)) {
+        const char next = padded[at + entry.size()];
+        if (next == '\0') return true;
+        // A value that differs only by trailing slashes is the same root.
+        size_t end = at + entry.size();
+        while (padded[end] == '/') ++end;
+        if (padded[end] == '\0') return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+int PsMain(const std::vector<std::string>& args, std::ostream& out, std::ostream& err, const std::string& procDir,
+           const std::string& world) {
     std::string filter;
     if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h")) {
         out << "Usage: ps [PID|NAME]\n"
@@ -168,6 +191,7 @@ int PsMain(const std::vector<std::string>& args, std::ostream& out, std::ostream
     for (const int pid : pids) {
         if (byPid && std::to_string(pid) != filter) continue;
         ProcessRow row;
+        if (!world.empty() && !InWorld(procDir, pid, world)) continue;
         if (!ReadProcess(procDir, pid, row)) continue;  // ended while we looked
         if (!filter.empty() && !byPid && row.name.compare(0, filter.size(), filter) != 0) continue;
         out << FormatPsRow(row);

@@ -4,7 +4,8 @@
 //   root      1     0     167744 12104 do_epoll_w 0000000000 S /sbin/init
 //
 // One row per process of the workstation (read from the real /proc, not
-// from the simulator's root). VSIZE and RSS are in KiB, capped at
+// from the simulator's root), or, run under a simulator, per process of
+// that simulated phone (see PsMain). VSIZE and RSS are in KiB, capped at
 // 2147483647 so that readers scanning them with %d stay in range. WCHAN is
 // the kernel's wait channel cut to 10 characters ("0" when unknown), PC the
 // saved instruction pointer. NAME is argv[0] as the process was started,
@@ -45,8 +46,12 @@ std::string FormatPsRow(const ProcessRow& row);
 // its stat file cannot be understood.
 bool ReadProcess(const std::string& procDir, int pid, ProcessRow& row);
 
-// `args` without the program name. Returns the exit status.
+// `args` without the program name. Returns the exit status. With a `world`
+// (a simulator's root), only the processes started in it are listed: those
+// whose environment holds TAVO_PLATFORM_ROOT with that value. So a tool that
+// the library kills by name is never one of another simulated phone's (two
+// simulators side by side, tests run in parallel).
 int PsMain(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
-           const std::string& procDir = "/proc");
+           const std::string& procDir = "/proc", const std::string& world = "");
 
 }  // namespace tavo::sim

@@ -36,7 +36,7 @@ std::string RootFromEnvironment() {
 int RunStandIn(const std::string& name, const std::vector<std::string>& args) {
     if (name == "btcli") return BtcliMain(args, RootFromEnvironment(), std::cout, std::cerr);
     if (name == "iw") return IwMain(args, RootFromEnvironment(), std::cout, std::cerr);
-    if (name == "ps") return PsMain(args, std::cout, std::cerr);
+    if (name == "ps") return PsMain(args, std::cout, std::cerr, "/proc", RootFromEnvironment());
     std::cerr << name << ": not a tavo-sim stand-in\n";
     return 127;
 }

@@ -464,6 +464,25 @@ TEST(SimPs, RowsFromProcEntries) {
         EXPECT_EQ(out.str().substr(0, sizeof kHeader - 1), kHeader);
         EXPECT_EQ(Rows(out.str()), row.out) << out.str();
     }
+
+    // Under a simulator's root only its own processes are listed.
+    ASSERT_TRUE(testsupport::WriteFile(proc / "7/stat", plain + "\n"));
+    ASSERT_TRUE(testsupport::WriteFile(proc / "7/cmdline", sleep30));
+    const struct { std::string environ; const char* world; bool listed; } worlds[] = {
+        {std::string("A=1\0TAVO_PLATFORM_ROOT=/r1\0", 28), "/r1", true},
+        {std::string("TAVO_PLATFORM_ROOT=/r1//", 24), "/r1", true},
+        {std::string("A=1\0TAVO_PLATFORM_ROOT=/r1\0", 28), "/r", false},
+        {std::string("A=1\0TAVO_PLATFORM_ROOT=/r1x\0", 29), "/r1", false},
+        {std::string("XTAVO_PLATFORM_ROOT=/r1\0", 24), "/r1", false},
+        {"", "/r1", false},
+    };
+    for (const auto& w : worlds) {
+        SCOPED_TRACE(w.environ);
+        ASSERT_TRUE(testsupport::WriteFile(proc / "7/environ", w.environ));
+        std::ostringstream out, err;
+        EXPECT_EQ(tavo::sim::PsMain({}, out, err, proc.Path(), w.world), 0);
+        EXPECT_EQ(Rows(out.str()), w.listed ? sleepRow : "");
+    }
 }
 
 TEST(SimAccessPoints, ControlFileLinesAndLimits) {
