@@ -252,7 +252,8 @@ commstest_error CConnection::sendLeRadioTest(const std::string& from, uint32_t c
 
 void CConnection::AwaitHciEvents() {
     std::unique_lock<std::mutex> hold(mHciMutex);
-    if (!mHciAnswered.wait_for(hold, std::chrono::milliseconds(static_cast<long>(kReplyWaitMs)), [this] { return mHciOutstanding == 0; })) {
+    const std::chrono::milliseconds limit(static_cast<long>(kReplyWaitMs));
+    if (!mHciAnswered.wait_for(hold, limit, [this] { return mHciOutstanding == 0; })) {
         // A chip that does not answer them will not answer later either.
         T("%u HCI events never came; going on", mHciOutstanding);
         mHciOutstanding = 0;
