@@ -137,6 +137,23 @@ void Forward(Run& run, const std::string& command) {
     run.allOk = run.allOk && ok;
 }
 
+// The program the simulator's stand-ins (btcli, iw, ps) link to. An
+// installed wlbt has tavo-sim beside it; in the build tree they sit in
+// different directories and the path known at build time serves.
+// TAVO_SIM_BINARY overrides both.
+std::string TavoSimProgram() {
+    const char* binary = std::getenv("TAVO_SIM_BINARY");
+    if (binary != nullptr && *binary != '\0') return binary;
+    std::vector<char> self(4096);
+    const ssize_t n = ::readlink("/proc/self/exe", self.data(), self.size() - 1);
+    if (n > 0) {
+        std::string beside(self.data(), static_cast<size_t>(n));
+        beside = beside.substr(0, beside.rfind('/') + 1) + "tavo-sim";
+        if (::access(beside.c_str(), X_OK) == 0) return beside;
+    }
+    return WLBT_TAVO_SIM_BINARY;
+}
+
 }  // namespace
 
 // The chip simulator for one run of the tool: a temporary root, the
@@ -169,8 +186,7 @@ public:
             }
         }
         sim_->Start();
-        const char* binary = std::getenv("TAVO_SIM_BINARY");
-        sim_->InstallStandIns(binary != nullptr && *binary != '\0' ? binary : WLBT_TAVO_SIM_BINARY);
+        sim_->InstallStandIns(TavoSimProgram());
         setenv("TAVO_PLATFORM_ROOT", root_.c_str(), 1);
         const char* path = std::getenv("PATH");
         const std::string bin = root_ + "/bin";
