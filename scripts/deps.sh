@@ -3,8 +3,10 @@
 # nothing when everything is present already.
 set -euo pipefail
 
+# binutils (nm, c++filt) and pkg-config: the install tests read the library's
+# exports and build a program against the installed package with pkg-config.
 packages=(cmake ninja-build g++ clang libgtest-dev libgmock-dev libbenchmark-dev
-          python3 openjdk-17-jdk-headless tshark)
+          python3 openjdk-17-jdk-headless tshark binutils pkg-config)
 
 missing=()
 for p in "${packages[@]}"; do
