@@ -1,0 +1,307 @@
+// CCommsTestSocket over loopback TCP (on a port the kernel just found free,
+// so parallel runs do not collide) and over the abstract Unix name. Open
+// blocks in accept, so every client is a Station thread that connects once
+// the server has logged that it waits.
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "CommsTestSocket.h"
+#include "support/chores.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+constexpr char kTag[] = "SOCKET";
+constexpr std::chrono::seconds kBound(10);
+
+sockaddr_in Loopback(int port) {
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_port = htons(static_cast<uint16_t>(port));
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return a;
+}
+
+// A listener on a port of every address that the kernel picked; without
+// SO_REUSEADDR, and listening, so nobody else can bind that port.
+int HoldPort(int* port) {
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in a = Loopback(0);
+    a.sin_addr.s_addr = htonl(INADDR_ANY);
+    socklen_t len = sizeof a;
+    if (bind(fd, reinterpret_cast<sockaddr*>(&a), len) != 0 || listen(fd, 1) != 0 ||
+        getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len) != 0)
+        ADD_FAILURE() << "no scratch listener";
+    *port = ntohs(a.sin_port);
+    return fd;
+}
+
+int FreePort() {
+    int port = 0;
+    close(HoldPort(&port));
+    return port;
+}
+
+std::string Waiting(int port) { return "Waiting a client. Port=" + std::to_string(port) + "\n"; }
+
+// Up to `n` bytes, waiting at most kBound for the first; "" on end or error.
+std::string Recv(int fd, size_t n) {
+    pollfd p{fd, POLLIN, 0};
+    std::string s(n, '\0');
+    const ssize_t got = poll(&p, 1, static_cast<int>(std::chrono::milliseconds(kBound).count())) == 1 ? read(fd, &s[0], n) : -1;
+    s.resize(got > 0 ? static_cast<size_t>(got) : 0);
+    return s;
+}
+
+template <class Address>
+sockaddr_storage Storage(const Address& a) {
+    sockaddr_storage s{};
+    std::memcpy(&s, &a, sizeof a);
+    return s;
+}
+
+// A client whose socket exists from construction; it connects on its own
+// thread once `ready` is logged, and gives up when the test ends first. A
+// failed connect shuts the server's listener down, so that Open ends (1030)
+// instead of waiting for a client forever.
+class Station {
+public:
+    Station(const testsupport::LogCapture& log, std::string ready, const CCommsTestSocket& server,
+            const sockaddr_storage& to, socklen_t len)
+        : fd_(socket(to.ss_family, SOCK_STREAM | SOCK_CLOEXEC, 0)), to_(to) {
+        thread_ = std::thread([this, &log, ready, &server, len] {
+            if (!testsupport::WaitUntil([&] { return quit_ || log.Contains(kTag, ready); }, kBound) || quit_)
+                return;
+            connected_ = connect(fd_, reinterpret_cast<sockaddr*>(&to_), len) == 0;
+            if (!connected_) shutdown(server.m_listen_fd, SHUT_RDWR);
+        });
+    }
+    Station(const testsupport::LogCapture& log, const CCommsTestSocket& server, int port)
+        : Station(log, Waiting(port), server, Storage(Loopback(port)), sizeof(sockaddr_in)) {}
+    ~Station() {
+        quit_ = true;
+        Join();
+        close(fd_);
+    }
+    // The connected socket once the thread is done, -1 if it never connected.
+    int Join() {
+        if (thread_.joinable()) thread_.join();
+        return connected_ ? fd_ : -1;
+    }
+
+private:
+    int fd_;
+    sockaddr_storage to_;
+    std::atomic<bool> quit_{false};
+    bool connected_ = false;
+    std::thread thread_;
+};
+
+// A TCP server connected to its one client.
+struct Connected {
+    explicit Connected(int p = FreePort()) : port(p) {}
+    testsupport::LogCapture log;
+    int port;
+    CCommsTestSocket sock;
+    Station station{log, sock, port};
+    int rc = sock.Open(port, 2);
+    int client = station.Join();
+};
+
+TEST(CommsTestSocket, TcpServesOneClientBothWaysThenClosesAndOpensAgain) {
+    Connected c;
+    ASSERT_EQ(c.rc, 0);
+    ASSERT_GE(c.client, 0);
+    EXPECT_EQ(c.log.Texts(kTag), (Lines{Waiting(c.port), "client connected. Port=" + std::to_string(c.port) + "\n"}));
+    for (const auto& r : c.log.Records()) EXPECT_EQ(r.prio, 2) << r.text;
+    EXPECT_EQ(c.sock.m_port, c.port);
+    EXPECT_TRUE(c.sock.m_connected);
+    sockaddr_in mine{};
+    socklen_t len = sizeof mine;
+    getsockname(c.client, reinterpret_cast<sockaddr*>(&mine), &len);
+    EXPECT_EQ(c.sock.m_client_addr.sin_addr.s_addr, htonl(INADDR_LOOPBACK));
+    EXPECT_EQ(c.sock.m_client_addr.sin_port, mine.sin_port) << "accept fills the peer's address";
+
+    // A second station is queued by the kernel but never served: the server
+    // reads the first one's bytes although the second one's came first.
+    const int second = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const sockaddr_in to = Loopback(c.port);
+    ASSERT_EQ(connect(second, reinterpret_cast<const sockaddr*>(&to), sizeof to), 0);
+    ASSERT_EQ(send(second, "second", 6, 0), 6);
+    ASSERT_EQ(send(c.client, "first", 5, 0), 5);
+    char buf[16] = {};
+    EXPECT_EQ(c.sock.Read(buf, sizeof buf), 5);
+    EXPECT_EQ(std::string(buf, 5), "first");
+    EXPECT_EQ(c.sock.Write("pong", 4), 4);
+    EXPECT_EQ(Recv(c.client, 16), "pong");
+
+    EXPECT_EQ(c.sock.Close(), 0);
+    EXPECT_EQ(c.sock.m_listen_fd, 0);
+    EXPECT_EQ(c.sock.m_client_fd, 0);
+    EXPECT_FALSE(c.sock.m_connected);
+    EXPECT_EQ(Recv(c.client, 16), "") << "the client sees the end of its connection";
+    EXPECT_EQ(Recv(second, 16), "") << "the queued station is dropped with the listener";
+    close(second);
+
+    c.log.Clear();
+    Station again(c.log, c.sock, c.port);
+    ASSERT_EQ(c.sock.Open(c.port, 2), 0);
+    const int fd = again.Join();
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(send(fd, "again", 5, 0), 5);
+    EXPECT_EQ(c.sock.Read(buf, sizeof buf), 5);
+    EXPECT_EQ(c.sock.Write(buf, 5), 5);
+    EXPECT_EQ(Recv(fd, 16), "again");
+}
+
+TEST(CommsTestSocket, EveryFamilyButTwoListensOnTheAbstractName) {
+    // "@wlbt_stream": the leading NUL, the name, no terminator, 14 bytes.
+    sockaddr_un to{};
+    to.sun_family = AF_UNIX;
+    std::memcpy(to.sun_path + 1, "wlbt_stream", 11);
+    for (const int family : {1, 10}) {
+        SCOPED_TRACE(family);
+        testsupport::LogCapture log;
+        CCommsTestSocket sock;
+        Station station(log, "Waiting for android client\n", sock, Storage(to), 14);
+        const int rc = sock.Open(family);
+        if (rc == 1028) GTEST_SKIP() << "another process holds the abstract name wlbt_stream";
+        ASSERT_EQ(rc, 0);
+        const int fd = station.Join();
+        ASSERT_GE(fd, 0) << "nothing to connect to at the 14-byte abstract address";
+        EXPECT_EQ(log.Texts(kTag), (Lines{"Waiting for android client\n", "Android client connected\n"}));
+        EXPECT_EQ(sock.m_port, 2543) << "the Unix socket leaves the port alone";
+        EXPECT_TRUE(sock.m_connected);
+        ASSERT_EQ(send(fd, "up", 2, 0), 2);
+        char buf[8] = {};
+        EXPECT_EQ(sock.Read(buf, sizeof buf), 2);
+        EXPECT_EQ(sock.Write("down", 4), 4);
+        EXPECT_EQ(Recv(fd, 8), "down");
+    }
+}
+
+TEST(CommsTestSocket, RefusedCallsAnswerWithTheirCodeAndText) {
+    Connected c;
+    ASSERT_EQ(c.rc, 0);
+    ASSERT_GE(c.client, 0);
+    ASSERT_EQ(send(c.client, "abc", 3, 0), 3);
+    CCommsTestSocket closed;
+    char buf[8] = "keep";
+    struct Row {
+        const char* what;
+        CCommsTestSocket& sock;
+        std::function<int(CCommsTestSocket&)> call;
+        int code;
+        Lines texts;
+    } rows[] = {
+        {"read before open", closed, [&](auto& s) { return s.Read(buf, 4); }, 1025, {"Server : Socket is not opened.\n"}},
+        {"null read before open", closed, [](auto& s) { return s.Read(nullptr, 4); }, 1025, {"Server : Socket is not opened.\n"}},
+        {"write before open", closed, [](auto& s) { return s.Write("x", 1); }, 1025, {"Socket is not opened.\n"}},
+        {"null read", c.sock, [](auto& s) { return s.Read(nullptr, 4); }, 1031, {"buffer is NULL\n"}},
+        {"null write", c.sock, [](auto& s) { return s.Write(nullptr, 4); }, 1025, {"Socket is not opened.\n"}},
+        {"empty write", c.sock, [](auto& s) { return s.Write("x", 0); }, 1025, {"Socket is not opened.\n"}},
+        {"negative read", c.sock, [&](auto& s) { return s.Read(buf, -1); }, -1, {}},
+        {"negative write", c.sock, [](auto& s) { return s.Write("x", -1); }, -1, {}},
+        {"second open", c.sock, [](auto& s) { return s.Open(1); }, 1026,
+         {"Socket is alread opened, " + std::to_string(c.sock.m_listen_fd) + "\n"}},
+    };
+    for (auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        c.log.Clear();
+        EXPECT_EQ(row.call(row.sock), row.code);
+        EXPECT_EQ(c.log.Texts(kTag), row.texts);
+    }
+    EXPECT_STREQ(buf, "keep") << "no refused read touched the buffer";
+    EXPECT_EQ(c.sock.Read(buf, 3), 3) << "nor took the client's bytes";
+    EXPECT_EQ(c.sock.Write("z", 1), 1);
+    EXPECT_EQ(Recv(c.client, 8), "z") << "no refused write sent a byte";
+}
+
+TEST(CommsTestSocket, FailedBindKeepsTheSocketUntilClose) {
+    int port = 0;
+    const int held = HoldPort(&port);
+    for (const int bad : {port, 65536, -1}) {
+        SCOPED_TRACE(bad);
+        testsupport::LogCapture log;
+        CCommsTestSocket sock;
+        EXPECT_EQ(sock.Open(bad, 2), 1028);
+        ASSERT_GT(sock.m_listen_fd, 0);
+        EXPECT_EQ(sock.Open(FreePort(), 2), 1026) << "a retry before Close";
+        EXPECT_EQ(log.Texts(kTag), (Lines{"Server : Can't bind local address.\n",
+                                          "Socket is alread opened, " + std::to_string(sock.m_listen_fd) + "\n"}));
+        EXPECT_EQ(sock.m_port, 2543);
+        EXPECT_EQ(sock.Close(), 0);
+        EXPECT_EQ(sock.m_listen_fd, 0);
+    }
+    close(held);
+    Connected freed(port);
+    EXPECT_EQ(freed.rc, 0);
+    EXPECT_GE(freed.client, 0);
+}
+
+TEST(CommsTestSocket, FailedAcceptGoesToStandardErrorAndKeepsTheListener) {
+    testsupport::LogCapture log;
+    CCommsTestSocket sock;
+    const int port = FreePort();
+    // Shutting the listener down is the one reliable way to make accept fail.
+    std::thread stopper([&] {
+        if (log.WaitForText(kTag, Waiting(port), kBound)) shutdown(sock.m_listen_fd, SHUT_RDWR);
+    });
+    int pipeFds[2];
+    ASSERT_EQ(pipe(pipeFds), 0);
+    const int savedErr = dup(2);
+    dup2(pipeFds[1], 2);
+    const int rc = sock.Open(port, 2);
+    dup2(savedErr, 2);
+    close(savedErr);
+    close(pipeFds[1]);
+    stopper.join();
+    EXPECT_EQ(rc, 1030);
+    EXPECT_EQ(Recv(pipeFds[0], 64), "Server: accept failed.\n");
+    close(pipeFds[0]);
+    EXPECT_EQ(log.Texts(kTag), Lines{Waiting(port)}) << "the failure is not logged";
+    EXPECT_LT(sock.m_client_fd, 0);
+    EXPECT_FALSE(sock.m_connected);
+    EXPECT_EQ(sock.Open(port, 2), 1026);
+    EXPECT_EQ(sock.Close(), 0);
+    EXPECT_EQ(sock.m_client_fd, 0);
+    EXPECT_EQ(sock.m_listen_fd, 0);
+}
+
+TEST(CommsTestSocket, DescriptorZeroIsNeverHandedOutAsASocket) {
+    testsupport::LogCapture log;
+    const int port = FreePort();
+    CCommsTestSocket sock;
+    Station station(log, sock, port);
+    // With standard input closed, 0 is the lowest free number for both the
+    // listening socket and, once that has moved, the accepted one.
+    const int savedIn = fcntl(0, F_DUPFD_CLOEXEC, 3);
+    close(0);
+    const int rc = sock.Open(port, 2);
+    const int fd = station.Join();
+    EXPECT_EQ(rc, 0);
+    EXPECT_GT(sock.m_listen_fd, 0);
+    EXPECT_GT(sock.m_client_fd, 0);
+    EXPECT_EQ(sock.Write("1", 1), 1);
+    EXPECT_EQ(Recv(fd, 4), "1");
+    sock.Close();
+    EXPECT_EQ(fcntl(0, F_GETFD), -1) << "0 is still free: nothing was left on it";
+    if (savedIn >= 0) dup2(savedIn, 0);
+    close(savedIn);
+}
+
+}  // namespace
