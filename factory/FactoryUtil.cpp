@@ -85,6 +85,19 @@ int findString(const char* text, const char* needle) {
     return hit == nullptr ? -1 : static_cast<int>(hit - text);
 }
 
+int PsRowPid(const char* row, const char* name) {
+    if (row == nullptr) return 0;
+    char user[1024], wchan[1024], pc[1024], process[1024];
+    int pid = 0;
+    long ppid = 0, vsize = 0, rss = 0;
+    char state = 0;
+    const int fields = std::sscanf(row, "%1023s %d %ld %ld %ld %1023s %1023s %c %1023s", user, &pid, &ppid,
+                                   &vsize, &rss, wchan, pc, &state, process);
+    // A pid of 0 or below would make `kill` signal a whole process group.
+    if (fields != 9 || pid <= 0 || name == nullptr || std::strcmp(process, name) != 0) return 0;
+    return pid;
+}
+
 int KillProcess(const char* name) {
     FILE* ps = plat::Popen("ps", "r");
     if (ps == nullptr) return -1;
@@ -92,14 +105,8 @@ int KillProcess(const char* name) {
     // The first line is the column header.
     if (std::fgets(line, sizeof line, ps) != nullptr) {
         while (std::fgets(line, sizeof line, ps) != nullptr) {
-            char user[1024], wchan[1024], pc[1024], process[1024];
-            int pid = 0;
-            long ppid = 0, vsize = 0, rss = 0;
-            char state = 0;
-            const int fields = std::sscanf(line, "%1023s %d %ld %ld %ld %1023s %1023s %c %1023s", user,
-                                           &pid, &ppid, &vsize, &rss, wchan, pc, &state, process);
-            // A pid of 0 or below would make `kill` signal a whole process group.
-            if (fields != 9 || pid <= 0 || name == nullptr || std::strcmp(process, name) != 0) continue;
+            const int pid = PsRowPid(line, name);
+            if (pid <= 0) continue;
             FLOG(TAG_SERVICE_UTIL, "Killing %s", line);
             char kill[32];
             std::snprintf(kill, sizeof kill, "kill %d\n", pid);

@@ -35,6 +35,11 @@ int findString(const char* text, const char* needle);
 // with `kill`. -1 when `ps` could not be run, else 0.
 int KillProcess(const char* name);
 
+// The pid that KillProcess ends for one row of `ps` below the header: the
+// second column, when the row has all nine columns, the pid is above 0 and
+// the last column equals `name`; 0 otherwise.
+int PsRowPid(const char* row, const char* name);
+
 // Runs `command` and copies each line of its output to the log. -1 when the
 // command could not be started, else 0. Nothing calls it at present.
 int _RunShellCmd(const char* command);
