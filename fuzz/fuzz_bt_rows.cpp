@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "bt/BtDutLib.h"
+#include "fuzz/fuzz_check.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const size_t bytes = CBtDriver::kRows * CBtDriver::kRowSize;
@@ -28,15 +29,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     CScanList list;
     CBtDutLib::ParseInquiryRows(rows.get(), list);
     for (SCAN_INFO_NODE* node = list.Pop(); node != nullptr; node = list.Pop()) {
-        if (node->name[0] == '\0' || std::strlen(node->mac) > 12 || node->rssi_count < 1) std::abort();
+        FUZZ_CHECK(node->name[0] != '\0' && std::strlen(node->mac) <= 12 && node->rssi_count >= 1);
         delete node;
     }
     char mac[13];
     int offset = 0;
     const char* found = nullptr;
-    if (CBtDutLib::MacFromRows(rows.get(), mac, offset, &found) && (std::strlen(mac) > 12 || found == nullptr)) {
-        std::abort();
-    }
+    if (CBtDutLib::MacFromRows(rows.get(), mac, offset, &found)) FUZZ_CHECK(std::strlen(mac) <= 12 && found != nullptr);
     int a = 0, b = 0;
     CBtDutLib::BerFromRows(rows.get(), rows.get() + CBtDriver::kRowSize, a, b);
     CBtDutLib::RssiFromRow(rows.get(), a);
