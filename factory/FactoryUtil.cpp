@@ -1,5 +1,6 @@
 #include "factory/FactoryUtil.h"
 
+#include <climits>
 #include <cstdio>
 #include <cstring>
 
@@ -88,14 +89,16 @@ int findString(const char* text, const char* needle) {
 int PsRowPid(const char* row, const char* name) {
     if (row == nullptr) return 0;
     char user[1024], wchan[1024], pc[1024], process[1024];
-    int pid = 0;
+    // Read wide: a pid column beyond an int, read as an int, would come out
+    // as some other process's pid (even 1).
+    long pid = 0;
     long ppid = 0, vsize = 0, rss = 0;
     char state = 0;
-    const int fields = std::sscanf(row, "%1023s %d %ld %ld %ld %1023s %1023s %c %1023s", user, &pid, &ppid,
+    const int fields = std::sscanf(row, "%1023s %ld %ld %ld %ld %1023s %1023s %c %1023s", user, &pid, &ppid,
                                    &vsize, &rss, wchan, pc, &state, process);
     // A pid of 0 or below would make `kill` signal a whole process group.
-    if (fields != 9 || pid <= 0 || name == nullptr || std::strcmp(process, name) != 0) return 0;
-    return pid;
+    if (fields != 9 || pid <= 0 || pid > INT_MAX || name == nullptr || std::strcmp(process, name) != 0) return 0;
+    return static_cast<int>(pid);
 }
 
 int KillProcess(const char* name) {

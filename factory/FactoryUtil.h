@@ -37,7 +37,7 @@ int KillProcess(const char* name);
 
 // The pid that KillProcess ends for one row of `ps` below the header: the
 // second column, when the row has all nine columns, the pid is above 0 and
-// the last column equals `name`; 0 otherwise.
+// fits an int, and the last column equals `name`; 0 otherwise.
 int PsRowPid(const char* row, const char* name);
 
 // Runs `command` and copies each line of its output to the log. -1 when the
