@@ -1,6 +1,8 @@
 #include "sim/wlanfw/fault_plan.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <utility>
 
 #include "sim/wlanfw/signals.h"
 
@@ -65,6 +67,8 @@ std::optional<MalformedFrame> FaultPlan::TakeMalformed() {
     return kind;
 }
 
+std::size_t FaultPlan::TakePadding() { return std::exchange(padding_, 0); }
+
 std::string FaultPlan::Distort(OutgoingSignal& confirm) {
     std::string done;
     const auto note = [&done](const std::string& what) { done += (done.empty() ? "" : ", ") + what; };
@@ -87,6 +91,18 @@ std::string FaultPlan::Distort(OutgoingSignal& confirm) {
         note("bulk cut to " + std::to_string(confirm.bulk.size()));
         bulkCut_.reset();
     }
+    if (bulkGrowth_) {
+        confirm.bulk.resize(confirm.bulk.size() + *bulkGrowth_, 0);
+        note("bulk grown to " + std::to_string(confirm.bulk.size()));
+        bulkGrowth_.reset();
+    }
+    if (confirmId_ && confirm.signal.size() >= 2) {
+        PutU16(confirm.signal, 0, *confirmId_);
+        char text[8];
+        std::snprintf(text, sizeof text, "0x%04X", *confirmId_);
+        note(std::string("sent as ") + text);
+    }
+    confirmId_.reset();
     confirm = WithBulk(std::move(confirm.signal), std::move(confirm.bulk));
     return done;
 }

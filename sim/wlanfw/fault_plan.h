@@ -1,10 +1,12 @@
 // How a test wants the firmware to misbehave: silent (requests are read and
 // dropped), slow (each confirm waits), chatty (unrelated frames before each
 // confirm), a chosen result code for chosen requests, broken frames in
-// place of confirms, and confirms bent in a field or cut short. Not locked:
-// the owner serialises the calls.
+// place of confirms, confirms bent in a field, cut short, grown long or sent
+// under another id, and datagrams longer than their frame. Not locked: the
+// owner serialises the calls.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -27,6 +29,9 @@ public:
     static constexpr unsigned kMaxChatter = 1000;
     static constexpr std::size_t kMaxForced = 256;
     static constexpr std::size_t kMaxMalformed = 256;
+    // Bulk growth and datagram padding: four reads of the node, well within
+    // what one datagram on the socket may carry.
+    static constexpr std::size_t kMaxOversize = 16384;
 
     void SetSilent(bool silent) { silent_ = silent; }
     bool Silent() const { return silent_; }
@@ -55,6 +60,16 @@ public:
     // The next confirm's signal, or its bulk, cut to at most `bytes`.
     void CutNextSignal(std::size_t bytes) { signalCut_ = bytes; }
     void CutNextBulk(std::size_t bytes) { bulkCut_ = bytes; }
+    // The next confirm's bulk grown by `bytes` zero bytes (the heads agree),
+    // so that its frame can be made longer than one read of the node.
+    void GrowNextBulk(std::size_t bytes) { bulkGrowth_ = std::min(bytes, kMaxOversize); }
+    // The next confirm goes out under signal id `id` instead of its own.
+    void SetNextConfirmId(std::uint16_t id) { confirmId_ = id; }
+    // The next datagram that carries a confirm gets `bytes` more bytes after
+    // its frame, which its header does not count.
+    void PadNextDatagram(std::size_t bytes) { padding_ = std::min(bytes, kMaxOversize); }
+    // The padding for this datagram (0 for none); uses it up.
+    std::size_t TakePadding();
     // rx_read_cfm's counter count, or mib_get_cfm's psid, as given instead
     // of the true one; nothing turns it off.
     void SetRxCountField(std::optional<std::uint16_t> count) { rxCountField_ = count; }
@@ -78,6 +93,9 @@ private:
     std::deque<MalformedFrame> malformed_;
     std::optional<std::size_t> signalCut_;
     std::optional<std::size_t> bulkCut_;
+    std::optional<std::size_t> bulkGrowth_;
+    std::optional<std::uint16_t> confirmId_;
+    std::size_t padding_ = 0;
     std::optional<std::uint16_t> rxCountField_;
     std::optional<std::uint16_t> mibPsid_;
 };

@@ -153,6 +153,21 @@ const std::map<std::string, Apply>& Settings() {
              if (n) f.CutNextBulk(static_cast<std::size_t>(*n));
              return n.has_value();
          }},
+        {"grow-bulk", [](WlanFirmware& f, const std::string& v) {
+             const auto n = Number(v, 0, FaultPlan::kMaxOversize);
+             if (n) f.GrowNextBulk(static_cast<std::size_t>(*n));
+             return n.has_value();
+         }},
+        {"pad", [](WlanFirmware& f, const std::string& v) {
+             const auto n = Number(v, 0, FaultPlan::kMaxOversize);
+             if (n) f.PadNextDatagram(static_cast<std::size_t>(*n));
+             return n.has_value();
+         }},
+        {"confirm-id", [](WlanFirmware& f, const std::string& v) {
+             const auto n = Number(v, 0, kU16);
+             if (n) f.SetNextConfirmId(static_cast<std::uint16_t>(*n));
+             return n.has_value();
+         }},
         {"rx-count-field", [](WlanFirmware& f, const std::string& v) {
              return NumberOr<std::uint16_t>(v, "counted", kU16,
                                   [&f](std::optional<std::uint16_t> n) { f.SetRxCountField(n); });
@@ -273,6 +288,10 @@ std::string SettingsUsage() {
            "                                  signal-overrun, total-overrun\n"
            "  cut-signal=N                    next confirm's signal cut to N bytes\n"
            "  cut-bulk=N                      next confirm's bulk cut to N bytes\n"
+           "  grow-bulk=N                     next confirm's bulk grown by N zero bytes (to 16384)\n"
+           "  confirm-id=ID                   next confirm sent under signal id ID\n"
+           "  pad=N                           next confirm's datagram has N bytes after its frame\n"
+           "                                  that its header does not count (to 16384)\n"
            "  rx-counters-limit=N|all         at most N counter values per rx_read_cfm\n"
            "  rx-count-field=N|counted        rx_read_cfm claims N counters\n"
            "  mib-psid=PSID|asked             mib_get_cfm answers for PSID\n"

@@ -148,6 +148,7 @@ void WlanFirmware::HandleDatagram(const Bytes& datagram) {
     std::vector<OutgoingSignal> chatter;
     std::chrono::milliseconds spacing{0};
     std::chrono::milliseconds delay{0};
+    std::size_t padding = 0;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         // The first request sets the reference; a reload after it clears
@@ -166,6 +167,7 @@ void WlanFirmware::HandleDatagram(const Bytes& datagram) {
             chatter = faults_.Chatter(frame.info->confirm);
             spacing = faults_.ChatterSpacing();
             delay = faults_.Delay();
+            padding = faults_.TakePadding();
         }
     }
     if (restarted) Log("firmware restarted; test state cleared");
@@ -177,8 +179,12 @@ void WlanFirmware::HandleDatagram(const Bytes& datagram) {
         if (!SendAfter(spacing, BuildUdiFrame(unrelated, ++sequence_))) return;
         Log("unrelated " + Hex4(GetU16(unrelated.signal, 0)) + " before " + Hex4(frame.info->confirm));
     }
-    const Bytes out = malformed ? BuildMalformedFrame(*malformed, answer.confirm, ++sequence_)
-                                : BuildUdiFrame(answer.confirm, ++sequence_);
+    Bytes out = malformed ? BuildMalformedFrame(*malformed, answer.confirm, ++sequence_)
+                          : BuildUdiFrame(answer.confirm, ++sequence_);
+    if (padding > 0) {
+        out.insert(out.end(), padding, 0xA5);
+        distorted += (distorted.empty() ? "" : ", ") + std::to_string(padding) + " bytes past the frame";
+    }
     if (!SendAfter(delay, out)) return;
     std::string line = RequestText(frame) + " -> " + Hex4(frame.info->confirm);
     if (malformed) {
@@ -236,6 +242,21 @@ void WlanFirmware::CutNextSignal(std::size_t bytes) {
 void WlanFirmware::CutNextBulk(std::size_t bytes) {
     std::lock_guard<std::mutex> lock(mutex_);
     faults_.CutNextBulk(bytes);
+}
+
+void WlanFirmware::GrowNextBulk(std::size_t bytes) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    faults_.GrowNextBulk(bytes);
+}
+
+void WlanFirmware::SetNextConfirmId(std::uint16_t id) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    faults_.SetNextConfirmId(id);
+}
+
+void WlanFirmware::PadNextDatagram(std::size_t bytes) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    faults_.PadNextDatagram(bytes);
 }
 
 void WlanFirmware::SetRxCountField(std::optional<std::uint16_t> count) {

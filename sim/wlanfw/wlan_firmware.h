@@ -25,6 +25,8 @@
 //   wlanfw: 0x9009 tx_read_req -> silent
 //   wlanfw: 0x9009 tx_read_req -> 0x9105 malformed (header only)
 //   wlanfw: 0x9009 tx_read_req -> 0x9105 result 0 (left 10) [signal cut to 11]
+//   wlanfw: 0x9009 tx_read_req -> 0x9105 result 0 (left 10) [sent as 0x9106]
+//   wlanfw: 0x9009 tx_read_req -> 0x9105 result 0 (left 10) [100 bytes past the frame]
 //   wlanfw: 0x9009 tx_read_req -> no answer (firmware rk720 is not the test firmware)
 //   wlanfw: unrelated 0x9FFF before 0x9105
 //   wlanfw: ignored 4-byte frame (shorter than a signal head)
@@ -120,6 +122,17 @@ public:
     // a later call replaces an unused one).
     void CutNextSignal(std::size_t bytes);
     void CutNextBulk(std::size_t bytes);
+    // The next confirm's bulk grown by `bytes` zero bytes, the heads
+    // agreeing (at most FaultPlan::kMaxOversize): a frame longer than the
+    // 4096 bytes one read of the node gives.
+    void GrowNextBulk(std::size_t bytes);
+    // The next confirm goes out under signal id `id`, as a firmware that
+    // mixed up its confirms would send it.
+    void SetNextConfirmId(std::uint16_t id);
+    // The next datagram that carries a confirm (broken or not) has `bytes`
+    // bytes of 0xA5 after its frame that the UDI header does not count (at
+    // most FaultPlan::kMaxOversize).
+    void PadNextDatagram(std::size_t bytes);
     // rx_read_cfm's counter count says `count` whatever values follow;
     // nothing: the true count.
     void SetRxCountField(std::optional<std::uint16_t> count);
