@@ -226,18 +226,24 @@ BtController::Flow BtController::HandleAcl(const Bytes& packet) {
 }
 
 BtController::Flow BtController::SendRequested() {
-    std::vector<Bytes> events;
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        events.assign(std::make_move_iterator(requested_.begin()), std::make_move_iterator(requested_.end()));
-        requested_.clear();
+    // Until none is left: the waits between pieces and before answers take
+    // the wake-ups of events asked for meanwhile, so the serving loop would
+    // not come back for them.
+    for (;;) {
+        std::vector<Bytes> events;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            events.assign(std::make_move_iterator(requested_.begin()), std::make_move_iterator(requested_.end()));
+            requested_.clear();
+        }
+        if (events.empty()) return Flow::kGoOn;
+        if (!line_->Up()) {
+            for (const Bytes& event : events) Log("not sent (line down): " + HexText(event));
+            continue;
+        }
+        const Flow flow = Deliver(events);
+        if (flow != Flow::kGoOn) return flow;
     }
-    if (events.empty()) return Flow::kGoOn;
-    if (!line_->Up()) {
-        for (const Bytes& event : events) Log("not sent (line down): " + HexText(event));
-        return Flow::kGoOn;
-    }
-    return Deliver(events);
 }
 
 BtController::Flow BtController::HandleFragment(const Bytes& parameters) {
@@ -341,10 +347,12 @@ BtController::Flow BtController::Deliver(const std::vector<Bytes>& packets, std:
     return Flow::kGoOn;
 }
 
-BtController::Flow BtController::Send(const Bytes& packet) {
+BtController::Flow BtController::Send(const Bytes& original) {
     Bytes garbage;
     bool cut = false;
     std::vector<std::size_t> pieces;
+    Bytes packet = original;  // as it goes on the line
+    std::size_t changed = 0;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         garbage.swap(garbage_);
@@ -354,7 +362,15 @@ BtController::Flow BtController::Send(const Bytes& packet) {
             pieces.push_back(piece);
             left -= piece;
         }
+        for (std::uint8_t& byte : packet) {
+            if (noisePermille_ == 0 || noise_() % 1000 >= noisePermille_) continue;
+            byte = static_cast<std::uint8_t>(byte ^ (1 + noise_() % 255));
+            ++changed;
+        }
+        noiseChanged_ += changed;
     }
+    const std::string noise =
+        changed == 0 ? "" : " (noise changed " + std::to_string(changed) + " of " + Count(packet.size(), "bytes)");
     if (!garbage.empty()) {
         const Flow flow = WriteAll(garbage.data(), garbage.size());
         if (flow != Flow::kGoOn) return flow;
@@ -365,7 +381,7 @@ BtController::Flow BtController::Send(const Bytes& packet) {
         const Flow flow = WriteAll(packet.data(), half);
         if (flow != Flow::kGoOn) return flow;
         Log("tx " + HexText(packet.data(), half) + " (cut after " + std::to_string(half) + " of " +
-            Count(packet.size(), "bytes)"));
+            Count(packet.size(), "bytes)") + noise);
         const Flow drained = DrainToHost();
         if (drained != Flow::kGoOn) return drained;
         LineDown();
@@ -382,7 +398,7 @@ BtController::Flow BtController::Send(const Bytes& packet) {
         if (flow != Flow::kGoOn) return flow;
         at += pieces[i];
     }
-    Log("tx " + HexText(packet) + (pieces.size() > 1 ? " (in " + Count(pieces.size(), "pieces)") : ""));
+    Log("tx " + HexText(packet) + (pieces.size() > 1 ? " (in " + Count(pieces.size(), "pieces)") : "") + noise);
     return Flow::kGoOn;
 }
 
@@ -521,6 +537,17 @@ void BtController::SetSplit(std::size_t maxPiece) {
     std::lock_guard<std::mutex> lock(mutex_);
     split_ = std::min(maxPiece, kMaxSplit);
     splitSizes_.seed(kSplitSeed);
+}
+
+void BtController::SetNoise(unsigned permille, std::uint32_t seed) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    noisePermille_ = std::min(permille, 1000u);
+    noise_.seed(seed);
+}
+
+std::uint64_t BtController::NoiseChanged() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return noiseChanged_;
 }
 
 void BtController::SetStatus(std::uint8_t status) {

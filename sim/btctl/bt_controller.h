@@ -26,6 +26,7 @@
 //   btctl: tx 04 0e 04 01 03 0c 00
 //   btctl: tx 04 0e 04 01 03 0c 00 (in 3 pieces)
 //   btctl: tx 04 0e 04 (cut after 3 of 7 bytes)
+//   btctl: tx 04 0e 04 01 03 2c 00 (noise changed 1 of 7 bytes)
 //   btctl: tx garbage de ad
 //   btctl: no answer (silent)
 //   btctl: garbage from the host, skipping to the next indicator (first byte ff)
@@ -98,6 +99,8 @@ public:
     // half, at most this long.
     static constexpr std::chrono::milliseconds kDrainBound{2000};
     static constexpr std::size_t kMaxGarbage = 4096;
+    // The noise's seed unless one is given.
+    static constexpr std::uint32_t kNoiseSeed = 20240917;
 
     BtController() = default;
     ~BtController();
@@ -129,6 +132,14 @@ public:
     // Each packet sent is written in pieces of 1 to `maxPiece` bytes; 0
     // writes it whole. Restarts the size generator.
     void SetSplit(std::size_t maxPiece);
+    // Line noise: from now on each byte of each packet sent (answers and
+    // events asked for; not the garbage) is changed, with a chance of
+    // `permille` in 1000, into itself XOR a non-zero byte. The bytes
+    // changed and how come from an mt19937 seeded with `seed` at this call,
+    // so that a run repeats. 0 is a clean line; past 1000 counts as 1000.
+    void SetNoise(unsigned permille, std::uint32_t seed = kNoiseSeed);
+    // Bytes changed by the noise so far.
+    std::uint64_t NoiseChanged() const;
     // Every Command Complete carries `status`; 0 goes back to the true
     // one.
     void SetStatus(std::uint8_t status);
@@ -268,7 +279,7 @@ private:
     // Queues the events `build` makes under the lock and wakes the serving
     // thread.
     void Request(const std::function<std::vector<Bytes>()>& build);
-    // Sends the events asked for so far.
+    // Sends the events asked for, also those asked for while it sends.
     Flow SendRequested();
     Flow Send(const Bytes& packet);
     Flow WriteAll(const std::uint8_t* data, std::size_t size);
@@ -296,6 +307,9 @@ private:
     Bytes garbage_;
     std::size_t split_ = 0;
     std::minstd_rand splitSizes_{kSplitSeed};
+    unsigned noisePermille_ = 0;
+    std::mt19937 noise_{kNoiseSeed};
+    std::uint64_t noiseChanged_ = 0;
     std::optional<std::uint8_t> status_;
     bool hangUpRequested_ = false;
     bool cutNext_ = false;

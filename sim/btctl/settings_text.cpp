@@ -79,6 +79,14 @@ const std::map<std::string, Setting>& Settings() {
              if (n) c.SetSplit(static_cast<std::size_t>(*n));
              return n.has_value();
          }}},
+        {"noise", {true, [](BtController& c, const std::string& v) {
+             const auto n = Numbers(v, 1, {1000, 0xFFFFFFFFULL});
+             if (n) {
+                 c.SetNoise(static_cast<unsigned>((*n)[0]),
+                            n->size() > 1 ? static_cast<std::uint32_t>((*n)[1]) : BtController::kNoiseSeed);
+             }
+             return n.has_value();
+         }}},
         {"status", {true, [](BtController& c, const std::string& v) {
              const auto code = Number(v, 0xFF);
              if (code) c.SetStatus(static_cast<std::uint8_t>(*code));
@@ -248,6 +256,9 @@ std::string SettingsUsage() {
            "                                  before the next packet sent\n"
            "  split=N                         each packet sent is written in pieces of 1 to N\n"
            "                                  bytes, sizes from a fixed seed (0: whole)\n"
+           "  noise=PERMILLE[,SEED]           each byte of each packet sent is changed (XOR a\n"
+           "                                  non-zero byte) with a chance of PERMILLE in 1000;\n"
+           "                                  repeatable from SEED (0: a clean line)\n"
            "  status=CODE                     every Command Complete carries CODE (0: the true one)\n"
            "  hangup                          close the line now\n"
            "  hangup-mid-packet               cut the next packet sent after half its bytes,\n"
