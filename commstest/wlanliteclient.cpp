@@ -11,6 +11,7 @@
 #include "commstest/CommstestError.h"
 #include "commstest/ct_trace.h"
 #include "commstest/vldata.h"
+#include "enginefw/capture.h"
 #include "platform/platform.h"
 
 #define WLC_SENTRY() CT_SENTRY(kGroupCommstest, "wlanliteclient")
@@ -91,6 +92,13 @@ static void ThrowErrorIfFailure(TavoResultCode code) {
     }
 }
 
+// One request frame, one write. A failed or short write is not looked at:
+// it shows up as the time-out of the wait.
+static void WriteRequest(int fd, const std::vector<unsigned char>& request) {
+    const ssize_t written = write(fd, request.data(), request.size());
+    if (written > 0) capture::WlanFrame(capture::kSent, request.data(), static_cast<size_t>(written));
+}
+
 // Waits for the confirm `id`, dropping every other frame. Each wait for a
 // frame has its own 2 seconds, so unrelated traffic postpones the time-out.
 static UdiPayload WaitFor(int fd, TavoSignalId id) {
@@ -109,6 +117,8 @@ static UdiPayload WaitFor(int fd, TavoSignalId id) {
         uint8_t buffer[kReadSize];
         const ssize_t got = read(fd, buffer, sizeof buffer);
         if (got < 0) throw CCommstestError(std::strerror(errno), COMMSTEST_PROTOCOL);
+        // As it came, before the decoder rewrites the bulk length in it.
+        if (got > 0) capture::WlanFrame(capture::kReceived, buffer, static_cast<size_t>(got));
         UdiPayload payload = DecodeUdiMessage(buffer, buffer + got);
         if (CTheMsgHnd::IsDebugEngineRunning()) {
             WLC_TRACE("Response: %s", HexText(payload.signal.data(), payload.signal.size()).c_str());
@@ -128,9 +138,7 @@ static TavoResultCode ResultCode(const UdiPayload& payload) {
 
 static UdiPayload Exchange(int fd, std::vector<unsigned char>& request, TavoSignalId confirm) {
     DumpRequest(request.data(), request.size());
-    // A failed or short write shows up as the time-out of the wait.
-    const ssize_t written = write(fd, request.data(), request.size());
-    (void)written;
+    WriteRequest(fd, request);
     UdiPayload payload = WaitFor(fd, confirm);
     ThrowErrorIfFailure(ResultCode(payload));
     return payload;
@@ -155,8 +163,7 @@ static std::vector<unsigned char> GetMibData(int fd, uint16_t psid, std::vector<
     PutU16(request, 6, 0);
     PutU16(request, 8, static_cast<uint16_t>(count + 4));
     if (CTheMsgHnd::IsDebugEngineRunning()) WLC_TRACE("Request:  %s", HexText(request.data(), request.size()).c_str());
-    const ssize_t written = write(fd, request.data(), request.size());
-    (void)written;
+    WriteRequest(fd, request);
     const UdiPayload payload = WaitFor(fd, MIB_GET_CFM);
     if (CTheMsgHnd::IsDebugEngineRunning()) WLC_TRACE("Rsp bulk: %s", HexText(payload.bulk.data(), payload.bulk.size()).c_str());
     if (GetU16(payload.signal, 8) < 4) throw CCommstestError("Insufficient data in response", COMMSTEST_PROTOCOL);
@@ -291,8 +298,7 @@ WlanLiteRxReadResults CWlanLiteClient::ctlib_rx_read(const std::vector<unsigned 
     }
     PutU16(request, 6, 0);
     PutU16(request, 8, length);
-    const ssize_t written = write(m_internals->fd(), request.data(), request.size());
-    (void)written;
+    WriteRequest(m_internals->fd(), request);
     const UdiPayload p = WaitFor(m_internals->fd(), RX_READ_CFM);
     ThrowErrorIfFailure(ResultCode(p));
 

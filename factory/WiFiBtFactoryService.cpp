@@ -6,6 +6,7 @@
 
 #include "bt/BtDriver.h"
 #include "bt/BtDutLib.h"
+#include "enginefw/capture.h"
 #include "factory/CommandHandler.h"
 #include "factory/FactoryUtil.h"
 #include "factory/ServiceInternal.h"
@@ -45,6 +46,34 @@ CWlanDutLib* GetServiceWlanDut() {
 CBtDutLib* GetServiceBtDut() {
     return btDut;
 }
+
+namespace {
+
+int Forward(const char* command, char* result, int timeout) {
+    if (handler == nullptr) return WLBT_ERR_NOT_OPEN;
+    if (command == nullptr || result == nullptr) {
+        // Nothing to classify or nowhere to answer: the string belongs to no
+        // command family.
+        FLOG(TAG_SERVICE_IF, "ForwardCMD_WiFiBT: null %s\n", command == nullptr ? "command" : "result");
+        return WLBT_ERR_UNKNOWN_FAMILY;
+    }
+    if (std::strlen(command) > WLBT_MAX_COMMAND_LENGTH) return WLBT_ERR_TOO_LONG;
+
+    char buffer[WLBT_MAX_COMMAND_LENGTH + 1] = {};
+    std::memcpy(buffer, command, std::strlen(command));
+    trim(buffer, WLBT_MAX_COMMAND_LENGTH);
+
+    int ret = handler->SendCommand(buffer, result, timeout);
+    if (ret == SEND_STARTED) ret = handler->WaitResponse(result);
+    FLOG(TAG_SERVICE_IF, "ret : %d\n", ret);
+    // Only a time-out and an unknown family reach the caller; a busy slot (1)
+    // and a worker that could not start (2) answer 0 with the buffer as it was.
+    if (ret == SEND_TIMEOUT) return WLBT_ERR_TIMEOUT;
+    if (ret == SEND_UNKNOWN) return WLBT_ERR_UNKNOWN_FAMILY;
+    return WLBT_OK;
+}
+
+}  // namespace
 
 extern "C" {
 
@@ -87,27 +116,12 @@ WLBT_API int CloseWiFiBtFactoryService(void) {
 }
 
 WLBT_API int ForwardCMD_WiFiBT(const char* command, char* result, int timeout) {
-    if (handler == nullptr) return WLBT_ERR_NOT_OPEN;
-    if (command == nullptr || result == nullptr) {
-        // Nothing to classify or nowhere to answer: the string belongs to no
-        // command family.
-        FLOG(TAG_SERVICE_IF, "ForwardCMD_WiFiBT: null %s\n", command == nullptr ? "command" : "result");
-        return WLBT_ERR_UNKNOWN_FAMILY;
-    }
-    if (std::strlen(command) > WLBT_MAX_COMMAND_LENGTH) return WLBT_ERR_TOO_LONG;
-
-    char buffer[WLBT_MAX_COMMAND_LENGTH + 1] = {};
-    std::memcpy(buffer, command, std::strlen(command));
-    trim(buffer, WLBT_MAX_COMMAND_LENGTH);
-
-    int ret = handler->SendCommand(buffer, result, timeout);
-    if (ret == SEND_STARTED) ret = handler->WaitResponse(result);
-    FLOG(TAG_SERVICE_IF, "ret : %d\n", ret);
-    // Only a time-out and an unknown family reach the caller; a busy slot (1)
-    // and a worker that could not start (2) answer 0 with the buffer as it was.
-    if (ret == SEND_TIMEOUT) return WLBT_ERR_TIMEOUT;
-    if (ret == SEND_UNKNOWN) return WLBT_ERR_UNKNOWN_FAMILY;
-    return WLBT_OK;
+    capture::AtCommand(command);
+    const int rc = Forward(command, result, timeout);
+    // The buffer holds a result only when the call succeeded; otherwise it
+    // is as the station left it.
+    capture::AtResult(command, rc, rc == WLBT_OK ? result : nullptr, WLBT_RESULT_BUFFER_SIZE);
+    return rc;
 }
 
 }  // extern "C"

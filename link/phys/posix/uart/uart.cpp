@@ -15,6 +15,7 @@
 
 #include "enginefw/clock.h"
 #include "enginefw/critical_section.h"
+#include "link/phys/h4/h4_capture_tap.h"
 #include "platform/platform.h"
 
 // A failing thread or handshake call is a programming error: say which test
@@ -169,6 +170,9 @@ bool UARTImplAbs::open() {
     // block; the daemon's own writes then never wait on a full line.
     fcntl(mFd, F_SETFL, fcntl(mFd, F_GETFL) | O_NONBLOCK);
     mAheadStart = mAheadEnd = 0;
+    // A fresh tap each time: a packet cut short by a close is not finished
+    // by the bytes of the next open.
+    mTap.reset(capture::Active() ? new H4CaptureTap : nullptr);
     mStop = 0;
     mDied = 0;
     mDiedTold = 0;
@@ -242,6 +246,9 @@ bool UARTImplAbs::write(const unsigned char* data, unsigned long length, unsigne
         mTxState = writing;
         UART_ASSERT(pthread_mutex_unlock (&mMutexThread) == 0);
         const ssize_t rc = ::write(mFd, mTxBuffer, length);
+        if (rc > 0 && mTap) {
+            mTap->Sent(mTxBuffer, static_cast<size_t>(rc));
+        }
         UART_ASSERT(pthread_mutex_lock (&mMutexThread) == 0);
         if (rc > 0) {
             mTxSent = static_cast<unsigned long>(rc);
@@ -389,6 +396,9 @@ void UARTImplAbs::txThread() {
             }
             const ssize_t rc = ::write(mFd, buffer, length);
             const int error = errno;
+            if (rc > 0 && mTap) {
+                mTap->Sent(buffer, static_cast<size_t>(rc));
+            }
             UART_ASSERT(pthread_mutex_lock (&mMutexThread) == 0);
             const bool stop = mStop != 0;
             UART_ASSERT(pthread_mutex_unlock (&mMutexThread) == 0);
@@ -452,6 +462,9 @@ void UARTImplAbs::rxThread() {
             }
             const ssize_t rc = ::read(mFd, buffer, length);
             const int error = errno;
+            if (rc > 0 && mTap) {
+                mTap->Received(buffer, static_cast<size_t>(rc));
+            }
             UART_ASSERT(pthread_mutex_lock (&mMutexThread) == 0);
             const bool stop = mStop != 0;
             UART_ASSERT(pthread_mutex_unlock (&mMutexThread) == 0);

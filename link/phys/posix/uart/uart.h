@@ -20,6 +20,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "enginefw/counted.h"
@@ -45,6 +46,7 @@ enum UARTWaitResult {
     waitTimeout = 7,
 };
 
+class H4CaptureTap;
 class UARTAbstraction;
 class RealUARTConfiguration;
 
@@ -260,6 +262,8 @@ private:
     pthread_t ctsThreadID{};  // never started
     bool mThreadsStarted = false;
     bool mSignalHandlerOurs = false;
+    // Set while a packet capture runs: sees every byte written and read.
+    std::unique_ptr<H4CaptureTap> mTap;
     int mWake[2] = {-1, -1};  // written on stop, so that a blocked thread wakes
     unsigned mTxFailures = 0;
     unsigned mRxFailures = 0;
