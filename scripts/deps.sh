@@ -3,10 +3,11 @@
 # nothing when everything is present already.
 set -euo pipefail
 
+# bluez brings btmon, which reads the btsnoop capture in the capture tests.
 # binutils (nm, c++filt) and pkg-config: the install tests read the library's
 # exports and build a program against the installed package with pkg-config.
 packages=(cmake ninja-build g++ clang libgtest-dev libgmock-dev libbenchmark-dev
-          python3 openjdk-17-jdk-headless tshark binutils pkg-config)
+          python3 openjdk-17-jdk-headless tshark bluez binutils pkg-config)
 
 missing=()
 for p in "${packages[@]}"; do

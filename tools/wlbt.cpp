@@ -31,6 +31,7 @@ void Usage(FILE* out) {
     std::fputs(
         "usage: wlbt [-v] [-t TIMEOUT] [--summary] [--sim] [--keep-root] [--wlanfw SETTING]...\n"
         "            [--btctl SETTING]... [--debug STATEMENT] [--debug-file PATH]\n"
+        "            [--capture FILE] [--btsnoop FILE]\n"
         "            [-f FILE]... | [COMMAND...]\n"
         "\n"
         "Forwards AT commands to the WLAN/Bluetooth factory-test service and prints\n"
@@ -58,6 +59,12 @@ void Usage(FILE* out) {
         "              'full', 'basic', 'enhanced', 'standard' or a list such as\n"
         "              'full:commstest,basic:all'; trace lines go to standard error\n"
         "  --debug-file PATH  send the trace lines to PATH instead (sets TAVO_DEBUGFILE)\n"
+        "  --capture FILE  write a pcapng capture of the run to FILE (sets TAVO_CAPTURE):\n"
+        "              the H4 packets, the WLAN firmware frames and the AT commands with\n"
+        "              their results; Wireshark reads it (tools/wireshark/wlbt.lua decodes\n"
+        "              the firmware frames and the AT records)\n"
+        "  --btsnoop FILE  write the H4 packets to FILE in the btsnoop format, for\n"
+        "              btmon -r and Wireshark (sets TAVO_BTSNOOP)\n"
         "  -t TIMEOUT  time limit handed to the service (accepted, has no effect)\n"
         "  -h          this help\n"
         "\n"
@@ -221,7 +228,19 @@ int main(int argc, char** argv) {
     std::vector<std::string> btSettings;
     const char* debugStatement = nullptr;
     const char* debugFile = nullptr;
-    enum { kOptSim = 1000, kOptKeepRoot, kOptWlanfw, kOptBtctl, kOptDebug, kOptDebugFile, kOptSummary };
+    const char* captureFile = nullptr;
+    const char* btsnoopFile = nullptr;
+    enum {
+        kOptSim = 1000,
+        kOptKeepRoot,
+        kOptWlanfw,
+        kOptBtctl,
+        kOptDebug,
+        kOptDebugFile,
+        kOptSummary,
+        kOptCapture,
+        kOptBtsnoop
+    };
     static const struct option kLong[] = {{"sim", no_argument, nullptr, kOptSim},
                                           {"keep-root", no_argument, nullptr, kOptKeepRoot},
                                           {"wlanfw", required_argument, nullptr, kOptWlanfw},
@@ -229,6 +248,8 @@ int main(int argc, char** argv) {
                                           {"debug", required_argument, nullptr, kOptDebug},
                                           {"debug-file", required_argument, nullptr, kOptDebugFile},
                                           {"summary", no_argument, nullptr, kOptSummary},
+                                          {"capture", required_argument, nullptr, kOptCapture},
+                                          {"btsnoop", required_argument, nullptr, kOptBtsnoop},
                                           {"help", no_argument, nullptr, 'h'},
                                           {nullptr, 0, nullptr, 0}};
     int opt;
@@ -245,6 +266,8 @@ int main(int argc, char** argv) {
             case kOptDebug: debugStatement = optarg; break;
             case kOptDebugFile: debugFile = optarg; break;
             case kOptSummary: summary = true; break;
+            case kOptCapture: captureFile = optarg; break;
+            case kOptBtsnoop: btsnoopFile = optarg; break;
             default: Usage(stderr); return 2;
         }
     }
@@ -275,6 +298,9 @@ int main(int argc, char** argv) {
     // they must be in the environment before the service is opened.
     if (debugStatement != nullptr) setenv("TAVO_DEBUGLEVEL", debugStatement, 1);
     if (debugFile != nullptr) setenv("TAVO_DEBUGFILE", debugFile, 1);
+    // The capture files are opened at the first packet, from the environment.
+    if (captureFile != nullptr) setenv("TAVO_CAPTURE", captureFile, 1);
+    if (btsnoopFile != nullptr) setenv("TAVO_BTSNOOP", btsnoopFile, 1);
     // Log and trace lines on standard error would run into the waiting line.
     run.indicator = isatty(STDERR_FILENO) == 1 && !verbose && (debugStatement == nullptr || debugFile != nullptr);
 
