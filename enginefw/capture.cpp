@@ -266,7 +266,8 @@ bool Queue(State& s, File& f, const std::vector<uint8_t>& record) {
 }
 
 // Under the lock: one Enhanced Packet Block.
-void QueuePcap(State& s, Interface i, uint64_t us, const std::vector<uint8_t>& data, size_t originalLength) {
+void QueuePcap(State& s, Interface i, uint64_t us, const std::vector<uint8_t>& data, size_t originalLength,
+               const char* comment = nullptr) {
     if (s.pcap.fd < 0) return;
     Bytes epb;
     epb.U32(i);
@@ -275,6 +276,11 @@ void QueuePcap(State& s, Interface i, uint64_t us, const std::vector<uint8_t>& d
     epb.U32(static_cast<uint32_t>(data.size()));
     epb.U32(static_cast<uint32_t>(originalLength));
     epb.Raw(data.data(), data.size());
+    if (comment != nullptr) {
+        epb.Pad4();
+        epb.Option(1, comment, strnlen(comment, kMaxText));  // opt_comment
+        epb.EndOfOptions();
+    }
     if (Queue(s, s.pcap, Block(6, epb))) {
         ++s.counts.written[i];
     } else {
@@ -305,7 +311,7 @@ bool Active() {
     return mode == kOn;
 }
 
-void H4Packet(Direction direction, uint8_t indicator, const uint8_t* packet, size_t length) {
+void H4Packet(Direction direction, uint8_t indicator, const uint8_t* packet, size_t length, const char* comment) {
     if (!Active()) return;
     Bytes data;
     data.Be32(direction);
@@ -314,7 +320,7 @@ void H4Packet(Direction direction, uint8_t indicator, const uint8_t* packet, siz
     State& s = S();
     std::lock_guard<std::mutex> l(s.lock);
     const uint64_t us = NowUs(s);
-    QueuePcap(s, kH4, us, data.Vector(), data.Size());
+    QueuePcap(s, kH4, us, data.Vector(), data.Size(), comment);
     if (s.snoop.fd < 0) return;
     Bytes record;
     const bool commandOrEvent = indicator == 1 || indicator == 4;

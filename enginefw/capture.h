@@ -42,8 +42,11 @@ enum AtKind : uint8_t { kAtCommand = 0, kAtResult = 1 };
 // True when a capture file is being written. Cheap when none is.
 bool Active();
 
-// One H4 packet: its indicator, then the packet without it.
-void H4Packet(Direction direction, uint8_t indicator, const uint8_t* packet, size_t length);
+// One H4 packet: its indicator, then the packet without it. A comment, if
+// any, goes with it into the pcapng file (Wireshark shows it as the packet's
+// comment).
+void H4Packet(Direction direction, uint8_t indicator, const uint8_t* packet, size_t length,
+              const char* comment = nullptr);
 // One frame to or from the WLAN test firmware, as written or read.
 void WlanFrame(Direction direction, const uint8_t* frame, size_t length);
 // An AT command as the station handed it, and later its return code and

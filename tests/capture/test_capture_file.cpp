@@ -15,6 +15,7 @@
 
 #include "capture/pcapng_reader.h"
 #include "enginefw/capture.h"
+#include "link/phys/h4/h4_capture_tap.h"
 #include "support/chores.h"
 
 namespace {
@@ -157,6 +158,48 @@ TEST(CaptureFile, EveryRecordHasItsByteLayout) {
         EXPECT_EQ(snoop.substr(at + 24, r.data.size()), r.data);
         at += 24 + r.data.size();
     }
+}
+
+// The comment option of a packet block, or "" when it has none.
+std::string Comment(const Block& b) {
+    size_t at = 20 + ((U32(b.body, 12) + 3u) & ~3u);
+    while (at + 4 <= b.body.size()) {
+        const uint16_t code = static_cast<uint16_t>(U32(b.body, at) & 0xFFFF);
+        const uint16_t length = static_cast<uint16_t>(U32(b.body, at) >> 16);
+        if (code == 0) break;
+        if (code == 1) return b.body.substr(at + 4, length);
+        at += 4 + ((length + 3u) & ~3u);
+    }
+    return "";
+}
+
+TEST(CaptureFile, TheUartTapCutsPacketsFromAnySplitAndNotesBytesOutOfStep) {
+    CaptureScope scope;
+    H4CaptureTap tap;
+    // A command the way the H4 stack writes it, indicator first, one byte at a time.
+    const std::string command = Bytes({1, 0x03, 0x0c, 0x00});
+    for (char c : command) tap.Sent(reinterpret_cast<const unsigned char*>(&c), 1);
+    // Twenty bytes of line noise, then an event, then another in the same read.
+    std::string line;
+    for (int i = 0; i < 20; ++i) line += static_cast<char>(i % 2 == 0 ? 0xff : 0x00);
+    const std::string event = Bytes({4, 0x0e, 0x04, 0x01, 0x03, 0x0c, 0x00});
+    line += event + event;
+    tap.Received(reinterpret_cast<const unsigned char*>(line.data()), line.size());
+    capture::Shutdown();
+
+    std::string error;
+    const std::vector<Block> epbs = Of(capturetest::ReadBlocks(scope.Pcapng(), error), kEpb);
+    ASSERT_EQ(error, "");
+    ASSERT_EQ(epbs.size(), 3u);
+    const std::string sent = Bytes({0, 0, 0, 0});
+    const std::string received = Bytes({0, 0, 0, 1});
+    EXPECT_EQ(capturetest::ReadPacket(epbs[0]).data, sent + command);
+    EXPECT_EQ(Comment(epbs[0]), "");
+    EXPECT_EQ(capturetest::ReadPacket(epbs[1]).data, received + event);
+    EXPECT_EQ(Comment(epbs[1]),
+              "out of step before this packet: 20 bytes skipped (ff 00 ff 00 ff 00 ff 00 ff 00 ff 00 ff 00 ff 00 ...)");
+    EXPECT_EQ(capturetest::ReadPacket(epbs[2]).data, received + event);
+    EXPECT_EQ(Comment(epbs[2]), "");
 }
 
 TEST(CaptureFile, RecordsThatFindTheBufferFullAreCountedAtTheEnd) {

@@ -45,6 +45,7 @@ void H4RxMachine::Completed(unsigned long count, Receiver& receiver) {
                 mSyncLost = true;
                 receiver.onSyncLoss();
             }
+            receiver.onSkipped(mIndicator);
             ReadIndicator();
             return;
         }

@@ -34,6 +34,8 @@ public:
         virtual void onPacket(Indicator kind, unsigned char* data, unsigned int length) = 0;
         // The first byte of a run of garbage.
         virtual void onSyncLoss() = 0;
+        // Each byte of a run of garbage, the first one after onSyncLoss.
+        virtual void onSkipped(unsigned char) {}
     };
 
     explicit H4RxMachine(bool hostEnd = true) : mHostEnd(hostEnd) {}
