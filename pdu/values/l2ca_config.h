@@ -1,5 +1,6 @@
 // The packed option blocks of L2CAP: quality of service, retransmission and
-// flow control, extended flow specification.
+// flow control, and the extended flow options (service type, SDU size and
+// timing of a flow).
 //
 // Every block lives in one 24-byte buffer, written front to back, and keeps
 // its elements decoded beside it. An element spans the bytes from its offset

@@ -293,8 +293,8 @@ function fw.dissector(tvb, pinfo, tree)
         local code = signal(10, 2):le_uint()
         info = info .. (code == 0 and "" or string.format(" result %d (%s)", code, result_names[code] or "firmware error"))
     end
-    for _, spec in ipairs(bodies[id] or {}) do
-        if not add(subtree, signal, spec[1], spec[2], spec[3], spec[4]) then break end
+    for _, row in ipairs(bodies[id] or {}) do
+        if not add(subtree, signal, row[1], row[2], row[3], row[4]) then break end
     end
     if id == 0x9007 or id == 0x9005 or id == 0x900B or id == 0x901F then
         if signal:len() >= 12 then info = info .. string.format(" %d MHz", signal(10, 2):le_uint()) end
