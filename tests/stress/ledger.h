@@ -27,9 +27,7 @@ struct Lab {
 class Ledger {
 public:
     // Forwards `command` with a result buffer that reads "untouched", and
-    // checks the return code and the whole reply. A command of the WLAN or
-    // Bluetooth test family whose reply carries a non-zero code must also
-    // print its ERROR line; Expect keeps the line it must start with.
+    // checks the return code and the whole reply.
     bool Expect(const std::string& kind, const std::string& command, int rc, const std::string& reply);
     // Counts a check made outside a reply (what the simulated chip got).
     bool Check(const std::string& kind, bool ok, const std::string& what);
@@ -38,8 +36,6 @@ public:
 
     int Commands() const { return commands_; }
     int Failures() const { return failures_; }
-    // The ERROR lines the commands so far must have printed, in order.
-    const std::vector<std::string>& ErrorLinePrefixes() const { return errorLines_; }
     void Print(const std::string& title) const;
     // The first failures, as test failures. Kept until asked for, since
     // standard output (where the test's messages go) may be captured
@@ -54,16 +50,9 @@ private:
     void Fail(const std::string& text);
 
     std::map<std::string, Count> counts_;
-    std::vector<std::string> errorLines_;
     std::vector<std::string> failureTexts_;
     int commands_ = 0;
     int failures_ = 0;
 };
-
-// The "ERROR : " lines of captured standard output.
-std::vector<std::string> ErrorLines(const std::string& out);
-// True when every line starts with its prefix, one for one; else tells
-// the first difference.
-bool LinesMatch(const std::vector<std::string>& lines, const std::vector<std::string>& prefixes, std::string& why);
 
 }  // namespace stress
