@@ -368,21 +368,31 @@ bool UARTImplAbs::WaitReady(short events) {
     }
 }
 
+// With mMutexThread held: waits until *state is requested or the port
+// stops. True with the mutex still held; false, with it released, when the
+// port stops. The wait is a cancellation point, hence the cleanup handler.
+bool UARTImplAbs::AwaitRequest(const uint32_t* state, pthread_cond_t* cond) {
+    if (mStop) {
+        UART_ASSERT(pthread_mutex_unlock (&mMutexThread) == 0);
+        return false;
+    }
+    pthread_cleanup_push(__unlockMutexThread, this);
+    while (!mStop && *state != requested) {
+        UART_ASSERT(pthread_cond_wait (cond, &mMutexThread) == 0);
+    }
+    pthread_cleanup_pop(1);
+    UART_ASSERT(pthread_mutex_lock (&mMutexThread) == 0);
+    if (mStop) {
+        UART_ASSERT(pthread_mutex_unlock (&mMutexThread) == 0);
+        return false;
+    }
+    return true;
+}
+
 void UARTImplAbs::txThread() {
     UART_ASSERT(pthread_mutex_lock (&mMutexThread) == 0);
     for (;;) {
-        if (mStop) {
-            UART_ASSERT(pthread_mutex_unlock (&mMutexThread) == 0);
-            return;
-        }
-        pthread_cleanup_push(__unlockMutexThread, this);
-        while (!mStop && mTxState != requested) {
-            UART_ASSERT(pthread_cond_wait (&mCondDoTx, &mMutexThread) == 0);
-        }
-        pthread_cleanup_pop(1);
-        UART_ASSERT(pthread_mutex_lock (&mMutexThread) == 0);
-        if (mStop) {
-            UART_ASSERT(pthread_mutex_unlock (&mMutexThread) == 0);
+        if (!AwaitRequest(&mTxState, &mCondDoTx)) {
             return;
         }
         const unsigned char* buffer = mTxBuffer + mTxSent;
@@ -436,18 +446,7 @@ void UARTImplAbs::txThread() {
 void UARTImplAbs::rxThread() {
     UART_ASSERT(pthread_mutex_lock (&mMutexThread) == 0);
     for (;;) {
-        if (mStop) {
-            UART_ASSERT(pthread_mutex_unlock (&mMutexThread) == 0);
-            return;
-        }
-        pthread_cleanup_push(__unlockMutexThread, this);
-        while (!mStop && mRxState != requested) {
-            UART_ASSERT(pthread_cond_wait (&mCondDoRx, &mMutexThread) == 0);
-        }
-        pthread_cleanup_pop(1);
-        UART_ASSERT(pthread_mutex_lock (&mMutexThread) == 0);
-        if (mStop) {
-            UART_ASSERT(pthread_mutex_unlock (&mMutexThread) == 0);
+        if (!AwaitRequest(&mRxState, &mCondDoRx)) {
             return;
         }
         unsigned char* const buffer = mAheadRead;

@@ -232,6 +232,7 @@ private:
     static void __unlockMutexThread(void* self);
     void txThread();
     void rxThread();
+    bool AwaitRequest(const uint32_t* state, pthread_cond_t* cond);
     // Blocks in poll until the descriptor is ready or the port is stopped;
     // false when stopped.
     bool WaitReady(short events);
