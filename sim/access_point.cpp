@@ -180,30 +180,14 @@ void SaveAccessPoints(const std::string& path, const std::vector<AccessPoint>& a
 
 bool LoadAccessPoints(const std::string& path, std::vector<AccessPoint>& aps, std::string& error) {
     aps.clear();
-    std::string text;
-    if (!ReadFile(path, text, kMaxFileSize + 1)) {
-        if (errno == ENOENT) return true;
-        error = path + ": " + std::strerror(errno);
-        return false;
-    }
-    if (text.size() > kMaxFileSize) {
-        error = path + ": larger than " + std::to_string(kMaxFileSize) + " bytes";
-        return false;
-    }
-    std::istringstream in(text);
-    std::string line;
-    for (int number = 1; std::getline(in, line); ++number) {
-        if (line.empty() || line[0] == '#') continue;
+    const bool ok = ReadStateLines(path, kMaxFileSize, error, [&](const std::string& line) {
         AccessPoint ap;
         std::string reason;
-        if (!DecodeAccessPoint(line, ap, reason)) {
-            error = path + ":" + std::to_string(number) + ": " + reason;
-            aps.clear();
-            return false;
-        }
-        aps.push_back(ap);
-    }
-    return true;
+        if (DecodeAccessPoint(line, ap, reason)) aps.push_back(ap);
+        return reason;
+    });
+    if (!ok) aps.clear();
+    return ok;
 }
 
 }  // namespace tavo::sim

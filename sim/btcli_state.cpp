@@ -97,28 +97,11 @@ void SaveBtcliState(const std::string& path, const BtcliState& state) {
 
 bool LoadBtcliState(const std::string& path, BtcliState& state, std::string& error) {
     state = BtcliState();
-    std::string text;
-    if (!ReadFile(path, text, kMaxFileSize + 1)) {
-        if (errno == ENOENT) return true;
-        error = path + ": " + std::strerror(errno);
-        return false;
+    if (ReadStateLines(path, kMaxFileSize, error, [&](const std::string& line) { return DecodeLine(line, state); })) {
+        return true;
     }
-    if (text.size() > kMaxFileSize) {
-        error = path + ": larger than " + std::to_string(kMaxFileSize) + " bytes";
-        return false;
-    }
-    std::istringstream in(text);
-    std::string line;
-    for (int number = 1; std::getline(in, line); ++number) {
-        if (line.empty() || line[0] == '#') continue;
-        const std::string reason = DecodeLine(line, state);
-        if (!reason.empty()) {
-            error = path + ":" + std::to_string(number) + ": " + reason;
-            state = BtcliState();
-            return false;
-        }
-    }
-    return true;
+    state = BtcliState();
+    return false;
 }
 
 bool ParseBtDeviceOption(const std::string& text, BtDevice& device, std::string& error, const std::string& what) {

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <sstream>
 #include <stdexcept>
 #include <vector>
 
@@ -95,6 +96,31 @@ bool ReadFile(const std::string& path, std::string& content, std::size_t limit) 
         }
         if (n == 0) break;
         content.append(buffer, static_cast<size_t>(n));
+    }
+    return true;
+}
+
+bool ReadStateLines(const std::string& path, std::size_t limit, std::string& error,
+                    const std::function<std::string(const std::string& line)>& line) {
+    std::string text;
+    if (!ReadFile(path, text, limit + 1)) {
+        if (errno == ENOENT) return true;
+        error = path + ": " + std::strerror(errno);
+        return false;
+    }
+    if (text.size() > limit) {
+        error = path + ": larger than " + std::to_string(limit) + " bytes";
+        return false;
+    }
+    std::istringstream in(text);
+    std::string one;
+    for (int number = 1; std::getline(in, one); ++number) {
+        if (one.empty() || one[0] == '#') continue;
+        const std::string reason = line(one);
+        if (!reason.empty()) {
+            error = path + ":" + std::to_string(number) + ": " + reason;
+            return false;
+        }
     }
     return true;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 
 namespace tavo::sim {
@@ -25,6 +26,14 @@ void WriteFileAtomic(const std::string& path, const std::string& content);
 
 // Reads at most `limit` bytes. Returns false when the file cannot be opened.
 bool ReadFile(const std::string& path, std::string& content, std::size_t limit);
+
+// Reads a state file of lines: calls `line` with each line that is neither
+// empty nor a '#' comment, and its number, until it returns a non-empty
+// reason. A missing file is an empty one. False, with `error` naming the
+// path (and the line), when the file cannot be read, is larger than
+// `limit` bytes, or a line is refused.
+bool ReadStateLines(const std::string& path, std::size_t limit, std::string& error,
+                    const std::function<std::string(const std::string& line)>& line);
 
 // `text` without trailing white space (line feeds included).
 std::string TrimRight(const std::string& text);
