@@ -4,9 +4,8 @@
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <cstdlib>
 #include <map>
-#include <memory>
 #include <sstream>
 #include <string>
 
@@ -22,15 +21,10 @@ struct Outcome {
 
 Outcome RunTool(const std::string& arguments) {
     testsupport::TempDir dir;
-    const std::string err = dir / "stderr";
-    const std::string command = std::string(WLBT_HCI_BINARY) + " " + arguments + " 2>" + err;
-    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-    std::string out;
-    char buffer[4096];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, pipe.get())) > 0) out.append(buffer, n);
-    const int status = pclose(pipe.release());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out, testsupport::ReadFile(err).value_or("")};
+    const int status =
+        std::system((std::string(WLBT_HCI_BINARY) + " " + arguments + " >" + dir / "out" + " 2>" + dir / "err").c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, testsupport::ReadFile(dir / "out").value_or(""),
+            testsupport::ReadFile(dir / "err").value_or("")};
 }
 
 TEST(WlbtHci, BuildsAndDecodesThroughTheFactory) {
