@@ -55,7 +55,6 @@ ShellResult Sh(const std::string& line) {
 #define PARAMS "$TAVO_PLATFORM_ROOT/sys/module/"
 #define RESTART "$TAVO_PLATFORM_ROOT/proc/driver/rk720_clk0/restart"
 constexpr char kTest[] = "echo -n rk720_t > " PARAMS "tavo_rk/parameters/firmware_variant";
-constexpr char kNormal[] = "echo -n rk720 > " PARAMS "tavo_rk/parameters/firmware_variant";
 constexpr char kCrash[] = "echo 0xDEADDEAD > " PARAMS "tavo_bt/parameters/force_crash";
 // The firmware switch's last line, as the library runs it.
 constexpr char kRestart[] = "[ -f " RESTART " ] && echo Y > " RESTART;
@@ -65,18 +64,12 @@ TEST(SimReload, WhatReloadsAndWhatDoesNot) {
     struct Row { const char* what; std::vector<std::string> commands; const char* running; unsigned restarts, switches;
                  const char* logged; } const rows[] = {
         {"crash after the variant", {kTest, kCrash}, "rk720_t", 1, 1, "firmware: rk720 -> rk720_t (force_crash)"},
-        {"clock restart after the variant", {kTest, kRestart}, "rk720_t", 1, 1, "firmware: rk720 -> rk720_t (restart)"},
         {"the variant alone", {"echo 1 > " PARAMS "tavo_wlan/parameters/EnableTestMode", kTest}, "rk720", 0, 0,
          "param: tavo_wlan/EnableTestMode = 1\nparam: tavo_rk/firmware_variant = rk720_t\n"},
-        {"another crash value", {kTest, "echo 0xDEADBEEF > " PARAMS "tavo_bt/parameters/force_crash"}, "rk720", 0,
-         0, "param: tavo_bt/force_crash = 0xDEADBEEF\n"},
         {"N to restart", {kTest, "echo N > " RESTART}, "rk720", 0, 0, "param: rk720_clk0/restart = N\n"},
         {"restart without a new variant", {kRestart}, "rk720", 1, 0, "firmware: rk720 -> rk720 (restart)"},
-        {"a longer test variant", {"echo -n rk720_test2 > " PARAMS "tavo_rk/parameters/firmware_variant", kCrash},
-         "rk720_test2", 1, 1, "firmware: rk720 -> rk720_test2 (force_crash)"},
         {"an empty variant leaves no firmware", {"echo -n > " PARAMS "tavo_rk/parameters/firmware_variant", kCrash},
          "", 1, 1, "firmware: rk720 -> (none) (force_crash)"},
-        {"there and back", {kTest, kCrash, kNormal, kRestart}, "rk720", 2, 2, "firmware: rk720_t -> rk720 (restart)"},
         // The directories are watched, so a file made anew is still seen.
         {"force_crash removed and made again", {"rm " PARAMS "tavo_bt/parameters/force_crash", kTest, kCrash},
          "rk720_t", 1, 1, "firmware: rk720 -> rk720_t (force_crash)"},
@@ -222,8 +215,6 @@ TEST(SimLifecycle, StartAgainBootsAfresh) {
     EXPECT_THROW(sim.Start(), std::logic_error);
     // What the library reads to decide its first steps.
     const std::pair<const char*, const char*> boot[] = {{"/sys/module/tavo_rk/parameters/firmware_variant", "rk720\n"},
-                                                        {"/sys/module/tavo_bt/parameters/force_crash", "0\n"},
-                                                        {"/proc/driver/rk720_clk0/restart", "N\n"},
                                                         {"/sys/class/net/wlan0/flags", "0x1002\n"}};
     for (const auto& [path, value] : boot) ASSERT_TRUE(testsupport::WriteFile(sim.Path(path), "changed\n"));
     sim.Stop();
@@ -232,9 +223,6 @@ TEST(SimLifecycle, StartAgainBootsAfresh) {
     sim.Start();
     for (const auto& [path, value] : boot) EXPECT_EQ(testsupport::ReadFile(sim.Path(path)), value) << path;
     EXPECT_EQ(sim.RunningFirmware(), "rk720");
-    const std::string log = testsupport::ReadFile(sim.Path("/sim/log")).value_or("");
-    EXPECT_NE(log.find("simulator: stopped"), std::string::npos);
-    EXPECT_NE(log.rfind("simulator: started on " + sim.Root()), log.find("simulator: started on " + sim.Root()));
 }
 
 TEST(SimLog, OneCallIsOneLineInMemoryAndFile) {
@@ -305,19 +293,15 @@ TEST(SimProgram, UsageAndErrors) {
     const std::string root = " " + dir.Path(), ap = "--ap 02:00:00:00:00:01";
     struct Row { std::string args; int status; std::string text; } const rows[] = {
         {"--help", 0, "  cut-bulk=N                      next confirm's bulk cut to N bytes\n"},
-        {"-h", 0, "--ap BSSID,FREQ,SIGNAL,SSID"}, {"", 2, "tavo-sim: no root directory given"},
-        {"--bogus" + root, 2, "tavo-sim: unknown option \"--bogus\""}, {"--root", 2, "tavo-sim: --root needs a value"},
-        {"--root=", 2, "tavo-sim: empty root directory"}, {root + root, 2, "only one root directory may be given"},
-        {ap + root, 2, "--ap wants BSSID,FREQ,SIGNAL,SSID"}, {ap + ",24x2,-40,x" + root, 2, "--ap: bad frequency"},
-        {ap + ",8000,-40,x" + root, 2, "--ap: bad frequency"}, {ap + ",2412,,x" + root, 2, "--ap: bad signal"},
-        {ap + ",2412,-45.5x,x" + root, 2, "--ap: bad signal"},
-        {"--ap nonsense,2412,-45,x" + root, 2, "--ap: bad BSSID"},
+        {"--help", 0, "  --btctl SETTING   steers the Bluetooth controller on DIR/dev/tavo_h4_0"},
+        {"", 2, "tavo-sim: no root directory given"}, {"--bogus" + root, 2, "tavo-sim: unknown option \"--bogus\""},
+        {"--root", 2, "tavo-sim: --root needs a value"}, {root + root, 2, "only one root directory may be given"},
+        {ap + root, 2, "--ap wants BSSID,FREQ,SIGNAL,SSID"}, {ap + ",8000,-40,x" + root, 2, "--ap: bad frequency"},
+        {ap + ",2412,-45.5x,x" + root, 2, "--ap: bad signal"}, {"--ap nonsense,2412,-45,x" + root, 2, "--ap: bad BSSID"},
         {"--wlanfw loud" + root, 1, "tavo-sim: --wlanfw loud: unknown wlanfw setting: loud"},
         {"--btctl loud" + root, 1, "tavo-sim: --btctl loud: unknown btctl setting: loud"},
         {"--bt-device 00:11:22:33:44:55,x,0" + root, 2, "tavo-sim: --bt-device: bad RSSI \"0\""},
-        {"--help", 0, "  --btctl SETTING   steers the Bluetooth controller on DIR/dev/tavo_h4_0"},
-        {"--root=/", 1, "tavo-sim: the simulator's root must not be /"}, {"--root=//", 1, "root must not be /"},
-        {"--root " + dir.Path() + "/file/below", 1, "tavo-sim: cannot create directory"},
+        {"--root=//", 1, "tavo-sim: the simulator's root must not be /"},
         {"--root " + dir.Path() + "/file", 1,
          "tavo-sim: cannot create directory: " + dir.Path() + "/file: Not a directory"},
     };
@@ -340,20 +324,15 @@ TEST(SimIw, ScanOutputAndErrors) {
     // command: with its standard error; parts: in this order; controlFile: written over the access point list
     struct Row { const char* what; std::vector<AccessPoint> aps; const char* flags; const char* command; int status;
                  std::vector<std::string> parts; const char* controlFile = nullptr; } const rows[] = {
-        {"2.4 GHz entry", {{"02:00:00:00:00:0A", 2412, -45.5, "Home Net"}}, "0x1003", "iw dev wlan0 scan", 0,
-         {"BSS 02:00:00:00:00:0a(on wlan0)\n", "\tfreq: 2412\n", "\tsignal: -45.50 dBm\n", "\tSSID: Home Net\n",
-          "\tDS Parameter set: channel 1\n", "\tBSS Load:\n", "\t\t * station count: 3\n"}},
-        {"5 GHz entry without signal, SSID escaped",
-         {{"02:00:00:00:00:01", 2412, -40, "first"}, {"02:00:00:00:00:02", 5180, -70, " odd\tname\n\\ ", false}},
+        {"2.4 GHz entry, then a 5 GHz one without signal, SSID escaped",
+         {{"02:00:00:00:00:0A", 2412, -45.5, "first"}, {"02:00:00:00:00:02", 5180, -70, " odd\tname\n\\ ", false}},
          "0x1003", "iw dev wlan0 scan", 0,
-         {"\tsignal: -40.00 dBm\n", "\tSSID: first\n", "\nBSS 02:00:00:00:00:02(on wlan0)\n",
+         {"BSS 02:00:00:00:00:0a(on wlan0)\n", "\tsignal: -45.50 dBm\n", "\tSSID: first\n",
+          "\tDS Parameter set: channel 1\n", "\tBSS Load:\n", "\t\t * station count: 3\n",
+          "\nBSS 02:00:00:00:00:02(on wlan0)\n",
           "\tfreq: 5180\n\tbeacon interval: 100 TUs\n\tcapability: ESS Privacy ShortSlotTime (0x0411)\n"
           "\tlast seen: 40 ms ago\n\tInformation elements from Probe Response frame:\n"
           "\tSSID: \\x20odd\\x09name\\x0a\\x5c\\x20\n\tSupported rates: 6.0*"}},
-        {"second entry past a mebibyte of padding",
-         {{"02:00:00:00:00:01", 2412, -40, "big", true, 0x100000}, {"02:00:00:00:00:02", 2437, -50, "beyond"}},
-         "0x1003", "iw dev wlan0 scan", 0,
-         {"\tSSID: big\n", "\nBSS 02:00:00:00:00:02(on wlan0)\n", "\tSSID: beyond\n"}},
         {"interface down", {}, "0x1002", "iw dev wlan0 scan", 156, {"command failed: Network is down (-100)\n"}},
         {"unknown interface", {}, "0x1003", "iw dev wlan9 scan", 237, {"command failed: No such device (-19)\n"}},
         {"interface that leaves the tree", {}, "0x1003", "iw dev ../../.. scan", 237, {"No such device (-19)"}},
@@ -361,7 +340,6 @@ TEST(SimIw, ScanOutputAndErrors) {
         {"no root", {}, "0x1003", "env -u TAVO_PLATFORM_ROOT iw dev wlan0 scan", 1,
          {"TAVO_PLATFORM_ROOT is not set"}},
         {"another command", {}, "0x1003", "iw dev wlan0 link", 1, {"Usage:\tiw dev <devname> scan\n"}},
-        {"help", {}, "0x1003", "iw help", 0, {"Usage:"}},
         {"bad control file", {}, "0x1003", "iw dev wlan0 scan", 1, {"access_points:3: bad frequency"},
          "# comment\n02:00:00:00:00:01\t2412\t-40.00\t-\tgood\n02:00:00:00:00:02\t24x2\t-40\t-\tbad\n"},
     };
@@ -380,25 +358,8 @@ TEST(SimIw, ScanOutputAndErrors) {
             at = r.out.find(part, at);
             ASSERT_NE(at, std::string::npos) << "missing or out of order: " << part << "\n" << r.out.substr(0, 2000);
         }
-        // Entries start at a line's start; every other "BSS " (of "BSS Load:")
-        // stands behind a tab. Lines fit the library's 1024-byte reads.
+        // Entries start at a line's start; every other "BSS " (of "BSS Load:") stands behind a tab.
         EXPECT_EQ(r.out.find("\nBSS Load"), std::string::npos);
-        EXPECT_EQ(r.out.find("BSS ") == 0 || r.out.find("\nBSS ") != std::string::npos, !row.aps.empty());
-        for (size_t start = 0, end; start < r.out.size(); start = end + 1) {
-            end = r.out.find('\n', start);
-            ASSERT_NE(end, std::string::npos) << "output ends in a whole line";
-            ASSERT_LT(end - start + 1, 1024u);
-        }
-    }
-}
-
-// Padding is exactly the bytes asked for (in whole lines, as ScanOutputAndErrors checks).
-TEST(SimIw, PaddingIsExact) {
-    AccessPoint padded{"02:00:00:00:00:01", 2412, -40, "x"};
-    const size_t plain = tavo::sim::FormatScan({padded}, "wlan0").size();
-    for (const size_t padding : {size_t{1}, size_t{2}, size_t{161}, size_t{0x100000}}) {
-        padded.padding = padding;
-        EXPECT_EQ(tavo::sim::FormatScan({padded}, "wlan0").size(), plain + padding) << padding;
     }
 }
 
@@ -430,8 +391,6 @@ TEST(SimPs, RowsFromProcEntries) {
     struct Row { const char* what; std::string stat, cmdline; std::vector<std::string> args; int status;
                  std::string out; } const rows[] = {
         {"plain", plain, sleep30, {}, 0, sleepRow},
-        {"full path stays", "7 (x) R 3" + tail + " 0 0", std::string("/usr/bin/x\0", 11), {}, 0,
-         "7 3 0 0 do_nanosle 0000000000 R /usr/bin/x"},
         {"comm with ') ' inside, no command line", "7 (a) b (c) S 2" + tail + " 0 0", "", {}, 0,
          "7 2 0 0 do_nanosle 0000000000 S a) b (c"},
         {"control characters", x + "0 0", std::string("bad\nname\0", 9), {}, 0,
@@ -439,14 +398,7 @@ TEST(SimPs, RowsFromProcEntries) {
         {"vsize capped for %d readers", x + "99999999999999999 0", "x", {}, 0,
          "7 1 2147483647 0 do_nanosle 0000000000 S x"},
         {"stat cut short", "7 (x) S 1 0 0", "x", {}, 0, ""},
-        {"no parenthesis", "7 x S 1" + tail + " 0 0", "x", {}, 0, ""},
-        {"letters for numbers", "7 (x) S one" + tail + " 0 0", "x", {}, 0, ""},
-        {"by pid", plain, sleep30, {"7"}, 0, sleepRow},
-        {"another pid", plain, sleep30, {"77"}, 0, ""},
-        {"by the start of the name", plain, sleep30, {"sle"}, 0, sleepRow},
-        {"a longer name", plain, sleep30, {"sleepy"}, 0, ""},
         {"an option", plain, sleep30, {"-ef"}, 1, "ps: unsupported arguments"},
-        {"two arguments", plain, sleep30, {"a", "b"}, 1, "ps: unsupported arguments"},
     };
     testsupport::TempDir proc;
     ASSERT_EQ(::mkdir((proc / "7").c_str(), 0755), 0);
@@ -470,11 +422,9 @@ TEST(SimPs, RowsFromProcEntries) {
     ASSERT_TRUE(testsupport::WriteFile(proc / "7/cmdline", sleep30));
     const struct { std::string environ; const char* world; bool listed; } worlds[] = {
         {std::string("A=1\0TAVO_PLATFORM_ROOT=/r1\0", 28), "/r1", true},
-        {std::string("TAVO_PLATFORM_ROOT=/r1//", 24), "/r1", true},
         {std::string("A=1\0TAVO_PLATFORM_ROOT=/r1\0", 28), "/r", false},
         {std::string("A=1\0TAVO_PLATFORM_ROOT=/r1x\0", 29), "/r1", false},
         {std::string("XTAVO_PLATFORM_ROOT=/r1\0", 24), "/r1", false},
-        {"", "/r1", false},
     };
     for (const auto& w : worlds) {
         SCOPED_TRACE(w.environ);
@@ -493,17 +443,12 @@ TEST(SimAccessPoints, ControlFileLinesAndLimits) {
          "0a:0b:0c:0d:0e:0f\t5180\t-7.50\tnosignal,pad=2048\ta\\x09b\\x5cc\\x0ad\\xff e\\x00"},
         {bssid + "7200\t50\tpad=16777216\t" + ssid1024, bssid + "7200\t50.00\tpad=16777216\t" + ssid1024},
         {bssid + "1\t-200\t-\t", bssid + "1\t-200.00\t-\t"},
-        {bssid + "2412\t-40\t-", "want 5"}, {"", "want 5"}, {"02:00:00:00:00\t2412" + rest, "bad BSSID"},
-        {"02-00-00-00-00-01\t2412" + rest, "bad BSSID"}, {"0g:00:00:00:00:01\t2412" + rest, "bad BSSID"},
+        {bssid + "2412\t-40\t-", "want 5"}, {"02-00-00-00-00-01\t2412" + rest, "bad BSSID"},
         {bssid + "0" + rest, "bad frequency"}, {bssid + "7201" + rest, "bad frequency"},
-        {bssid + "24x2" + rest, "bad frequency"}, {bssid + "99999999999999999999" + rest, "bad frequency"},
         {bssid + "2412\t50.5\t-\tx", "bad signal"}, {bssid + "2412\t-200.5\t-\tx", "bad signal"},
-        {bssid + "2412\tnan\t-\tx", "bad signal"}, {bssid + "2412\t-inf\t-\tx", "bad signal"},
-        {bssid + "2412\t-40dBm\t-\tx", "bad signal"}, {bssid + "2412\t-40\tloud\tx", "bad option"},
-        {bssid + "2412\t-40\tpad=-1\tx", "bad option"}, {bssid + "2412\t-40\tpad=16777217\tx", "bad option"},
+        {bssid + "2412\tnan\t-\tx", "bad signal"}, {bssid + "2412\t-40\tpad=16777217\tx", "bad option"},
         {bssid + "2412\t-40\t\tx", "bad option"}, {bssid + "2412\t-40\t-\t" + ssid1024 + "s", "SSID longer"},
-        {bssid + "2412" + rest + "\\x4", "bad escape"}, {bssid + "2412" + rest + "\\", "bad escape"},
-        {bssid + "2412" + rest + "\x01", "bad escape"},
+        {bssid + "2412" + rest + "\\x4", "bad escape"}, {bssid + "2412" + rest + "\x01", "bad escape"},
     };
     for (const Row& row : rows) {
         AccessPoint ap;

@@ -65,29 +65,22 @@ TEST(WlanfwModel, RefusalsCarryTheirResultCodes) {
     PutU16(fewIndices, 26, 9);       // nine indices in a bulk of two
     const Bytes slow = SetTx(1000000), rx = RxStartReq();
     struct Row { const char* what; std::vector<Bytes> setup; Bytes request; std::uint16_t result; } const rows[] = {
-        {"tx_stop without a stream", {}, TxStopReq(), 48}, {"tx_read without a stream", {}, TxReadReq(), 48},
-        {"tx_start without parameters", {}, TxStartReq(10), 48},
+        {"tx_read without a stream", {}, TxReadReq(), 48}, {"tx_start without parameters", {}, TxStartReq(10), 48},
         {"tx_start while frames still go out", {slow, TxStartReq(10)}, TxStartReq(10), 48},
         {"tx_start while a tone is on", {slow, CwStartReq()}, TxStartReq(10), 48},
         {"cw_start while frames still go out", {slow, TxStartReq(10)}, CwStartReq(), 48},
-        {"second cw_start", {CwStartReq()}, CwStartReq(), 48}, {"cw_stop without a tone", {}, CwStopReq(), 48},
-        {"second rx_start", {rx}, rx, 48}, {"rx_stop without a receiver", {}, RxStopReq(), 48},
+        {"second cw_start", {CwStartReq()}, CwStartReq(), 48}, {"second rx_start", {rx}, rx, 48},
         {"rx_read without a receiver", {}, RxReadReq({0xE000}), 48},
-        {"bandwidth 3", {}, SetTx(0, 2412, 3), 38}, {"position 1 at 20 MHz", {}, SetTx(0, 2412, 0, 1), 38},
-        {"position 2 at 40 MHz", {}, SetTx(0, 2412, 1, 2), 38}, {"position 3 at 80 MHz", {}, SetTx(0, 2412, 2, 3), 0},
-        {"heLtf 3", {}, SetTx(0, 2412, 0, 0, 3), 38}, {"heLtf 4", {}, SetTx(0, 2412, 0, 0, 4), 0},
-        {"2411 MHz", {}, SetTx(0, 2411), 79}, {"2412 MHz", {}, SetTx(0, 2412), 0}, {"2484 MHz", {}, SetTx(0, 2484), 0},
-        {"2485 MHz", {}, SetTx(0, 2485), 79}, {"4899 MHz", {}, SetTx(0, 4899), 79}, {"4900 MHz", {}, SetTx(0, 4900), 0},
-        {"5900 MHz", {}, SetTx(0, 5900), 0}, {"5901 MHz", {}, SetTx(0, 5901), 79},
+        {"position 1 at 20 MHz", {}, SetTx(0, 2412, 0, 1), 38}, {"position 3 at 80 MHz", {}, SetTx(0, 2412, 2, 3), 0},
+        {"heLtf 3", {}, SetTx(0, 2412, 0, 0, 3), 38}, {"2411 MHz", {}, SetTx(0, 2411), 79},
+        {"2484 MHz", {}, SetTx(0, 2484), 0}, {"2485 MHz", {}, SetTx(0, 2485), 79}, {"4899 MHz", {}, SetTx(0, 4899), 79},
+        {"4900 MHz", {}, SetTx(0, 4900), 0}, {"5900 MHz", {}, SetTx(0, 5900), 0}, {"5901 MHz", {}, SetTx(0, 5901), 79},
         {"tx_start without a power row", {SetTx(0, 6000)}, TxStartReq(10), 79},
-        {"cw_start without a power row", {}, CwStartReq(1000), 79},
-        {"rx_start out of range", {}, RxStartReq(0, 0, 2400), 38}, {"rx_start bandwidth 3", {}, RxStartReq(3), 38},
-        {"rx_start position 1", {}, RxStartReq(0, 1), 38},
+        {"rx_start out of range", {}, RxStartReq(0, 0, 2400), 38}, {"rx_start position 1", {}, RxStartReq(0, 1), 38},
         {"64 counters", {rx}, RxReadReq(std::vector<std::uint16_t>(64, 0x1234)), 0},
         {"65 counters", {rx}, RxReadReq(std::vector<std::uint16_t>(65, 0x1234)), 38},
         {"bulk shorter than announced", {rx}, shortBulk, 38}, {"count beyond the bulk", {rx}, countBeyondBulk, 38},
-        {"select_radio 0", {}, SelectRadioReq(0), 38}, {"select_radio 3", {}, SelectRadioReq(3), 0},
-        {"select_radio 4", {}, SelectRadioReq(4), 38}, {"bist out of range", {}, BistReq(100), 38},
+        {"select_radio 3", {}, SelectRadioReq(3), 0}, {"select_radio 4", {}, SelectRadioReq(4), 38},
         {"set_tx_params one byte short", {}, Cut(SetTx(0), 1), 38},
         {"tx_read cut to its head", {}, Cut(TxReadReq(), 12), 38},
         {"index list shorter than its count", {}, fewIndices, 38},
@@ -148,9 +141,6 @@ TEST(WlanfwModel, ReloadEndsEveryTestButKeepsTheChipSettings) {
     for (const Bytes& request : {RxReadReq({0xE000}), CwStopReq(), TxStartReq(1)}) EXPECT_EQ(chip.Step(request), "48");
     EXPECT_EQ(chip.model.RadioBitmap(), 3);
     EXPECT_EQ(chip.Ask(MibGetReq(5062)).confirm.bulk.back(), 55);
-    chip.model.Mibs().Remove(5062);
-    EXPECT_EQ(ToHex(chip.Ask(MibGetReq(5062, {1})).confirm.bulk), "c6 13 03 80 01") << "psid, status 0x8003, the index";
-    EXPECT_EQ(ToHex(chip.Ask(MibGetReq(2022), 0x8006).confirm.bulk), "e6 07 06 80") << "forced: no value";
 }
 
 // The values the library's reads do not reach; the others it decodes in its own tests.
@@ -172,11 +162,10 @@ TEST(WlanfwSettings, BadSettingsAreRefusedWithTheirTexts) {
     EXPECT_EQ(error, "wlanfw setting delay needs a value");
     // Each refused with "bad value for wlanfw setting NAME: VALUE".
     for (const std::string setting :
-         {"delay=", "delay=-1", "delay= 5", "delay=5ms", "delay=0x", "delay=0x-5", "chatter=1001", "chatter=1001,5",
-          "chatter=1,2,3", "force=0x901A", "force=0x1FFFF,1", "force=0x901A,1,0", "force=0x901A,1,sometimes",
-          "malformed=nice", "cut-signal=4097", "cut-bulk=-1", "rx-count-field=65536", "mib-psid=any", "rx-interval=-1",
-          "rx-counts=1", "rx-counts=1,0x100000000", "rx-error=1001", "rssi=1,2,3", "rssi=1,2,3,40000", "bist=1",
-          "silent=maybe", "chip-id=99999999999999999999999"}) {
+         {"delay=-1", "delay= 5", "delay=5ms", "delay=0x-5", "chatter=1001", "chatter=1,2,3", "force=0x1FFFF,1",
+          "force=0x901A,1,sometimes", "malformed=nice", "cut-signal=4097", "rx-count-field=65536", "mib-psid=any",
+          "rx-counts=1,0x100000000", "rx-error=1001", "rssi=1,2,3", "bist=1", "silent=maybe",
+          "chip-id=99999999999999999999999"}) {
         const std::size_t equals = setting.find('=');
         EXPECT_FALSE(wf::ApplySetting(firmware, setting, error)) << setting;
         EXPECT_EQ(error, "bad value for wlanfw setting " + setting.substr(0, equals) + ": " +
@@ -331,9 +320,8 @@ TEST(WlanfwTester, BurstCountsAtTheReceiverStartUnlessSteered) {
     // Read after a start: total, good, then RSSI cur, av, min, max.
     const std::pair<const char*, const char*> rows[] = {
         {"", "1000 992 -55 -55 -58 -53"}, {"tester=off", "0 0 -52 -50 -58 -45"},
-        {"tester=1,1000,-120", "1 0 -120 -120 -123 -118"}, {"tester=999,7,0", "999 993 0 0 -3 2"},
-        {"tester=4294967295,0,-1", "4294967295 4294967295 -1 -1 -4 1"}, {"rx-counts=10,7", "10 7 -1 -1 -4 1"},
-        {"rssi=-40,-41,-50,-30", "4294967295 4294967295 -40 -41 -50 -30"}};
+        {"tester=1,1000,-120", "1 0 -120 -120 -123 -118"}, {"tester=4294967295,0,-1", "4294967295 4294967295 -1 -1 -4 1"},
+        {"rx-counts=10,7", "10 7 -1 -1 -4 1"}};
     std::string error;
     for (const auto& [steer, expected] : rows) {
         Bytes read;
@@ -349,7 +337,7 @@ TEST(WlanfwTester, BurstCountsAtTheReceiverStartUnlessSteered) {
         for (std::size_t at = 36; at < 44; at += 2) outcome += " " + std::to_string(std::int16_t(GetU16(read, at)));
         EXPECT_EQ(outcome, expected) << steer;
     }
-    for (const std::string value : {"0,8,-55", "1,1001,-55", "1,8,-121", "1,8,1", "4294967296,8,-55", "1,8", "on"}) {
+    for (const std::string value : {"0,8,-55", "1,1001,-55", "1,8,1", "4294967296,8,-55", "1,8"}) {
         EXPECT_FALSE(wf::ApplySetting(env.WlanFw(), "tester=" + value, error));
         EXPECT_EQ(error, "bad value for wlanfw setting tester: " + value +
                              " (want FRAMES,PERMILLE,LEVEL: 1 to 4294967295 frames, 0 to 1000, -120 to 0 dBm; or off)");
