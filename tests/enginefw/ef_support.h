@@ -14,12 +14,9 @@
 #include <ctime>
 #include <functional>
 #include <iostream>
-#include <mutex>
 #include <sstream>
 #include <string>
 #include <thread>
-#include <tuple>
-#include <utility>
 #include <vector>
 
 #include "enginefw/clock.h"
