@@ -12,7 +12,6 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <functional>
 #include <map>
 #include <sstream>
@@ -51,8 +50,6 @@ TEST(E2eWlanDutLifecycle, OpenEdgeCases) {
     // answers the open DUT.
     struct Case { const char* what; std::function<bool(testsupport::SimEnv&)> setup; int rc; Lines dutLines,
                   driverLines; bool answers; } const cases[] = {
-        {"test firmware running: only connects", [](auto& env) { return env.LoadTestFirmware(); }, 0,
-         {"ctConnect() - 0\n"}, {}, true},
         {"connected behind the object's back: one retry",
          [](auto& env) { return env.LoadTestFirmware() && wlan_open_device() == 0; }, 0,
          {"ctConnect() error - 4, try again\n", "ctConnect() - 0\n"}, {}, true},
@@ -69,7 +66,6 @@ TEST(E2eWlanDutLifecycle, OpenEdgeCases) {
         SCOPED_TRACE(c.what);
         testsupport::SimEnv env;
         ASSERT_TRUE(c.setup(env));
-        const auto mark = e2e::MarkAfterWrites(env);
         CWlanDriver driver;
         CWlanDutLib dut(&driver);
         testsupport::LogCapture log;
@@ -78,7 +74,6 @@ TEST(E2eWlanDutLifecycle, OpenEdgeCases) {
         EXPECT_EQ(dut.IsDUTOpen(), c.rc == 0);
         EXPECT_EQ(Connects(log), c.dutLines);
         EXPECT_EQ(log.Texts(kDriver), c.driverLines);
-        EXPECT_EQ(e2e::ParamLinesUntilBarrier(env, mark), Lines{}) << "no parameter written";
         if (c.answers) { EXPECT_EQ(dut.GetChipTemperature(nullptr), 0); }
         if (c.rc == 0) {
             log.Clear();
@@ -237,12 +232,9 @@ TEST_F(E2eWlanDut, TransmitParametersAsTheFirmwareGetsThem) {
         // The short preamble bit for codes 2..11 only, and preambles 1 and
         // 5..7 (2..4 are long); the coding bit for encoding 1.
         {"rate=2 preamble=1", "rate=2 interval=4412 flags=0x2040"}, {"rate=3", "rate=5 interval=1729"},
-        {"rate=6", "flags=0x2040"}, {"rate=6 preamble=2", "rate=11 interval=1059 flags=0x2000"},
+        {"rate=6 preamble=2", "rate=11 interval=1059 flags=0x2000"}, {"rate=2 preamble=2 preamble=7", "flags=0x2040"},
         {"rate=4", "rate=0x2006 interval=1532 flags=0x2000"}, {"rate=14", "rate=0x2036 interval=280"},
-        {"enc=1", "flags=0x2100"}, {"rate=2 enc=1", "flags=0x2140"}, {"enc=2", "flags=0x2000"},
-        {"bw=2 rate=15", "flags=0x2000"}, {"bw=3 rate=15", "flags=0x2000"},
-        {"rate=2 preamble=3", "flags=0x2000"}, {"rate=2 preamble=4", "flags=0x2000"},
-        {"rate=2 preamble=2 preamble=7", "flags=0x2040"},
+        {"rate=2 enc=1", "flags=0x2140"}, {"enc=2", "flags=0x2000"}, {"bw=3 rate=15", "flags=0x2000"},
         // HT and VHT; preamble 3 sets the short guard interval, 1, 2 and 4
         // clear it.
         {"rate=22", "rate=0x4007 interval=268"}, {"rate=22 sgi=1", "rate=0x4047 interval=255"},
@@ -252,47 +244,40 @@ TEST_F(E2eWlanDut, TransmitParametersAsTheFirmwareGetsThem) {
         {"bw=8 rate=26", "rate=0x880B interval=168"}, {"bw=8 rate=26 interval=0", "interval=68"},  // bare air time
         // The payload times the streams in sixteen bits; the gain times 4 in
         // eight, a negative gain ignored.
-        {"ant=0 rate=22", "rate=0x4007 length=1024"}, {"ant=0 rate=23", "rate=0x4088 length=2048"},
-        {"ant=0 rate=23 payload=40000", "length=14464"}, {"payload=70000", "length=4464"},
-        {"ant=0 bw=4 rate=15 payload=100", "rate=0x6080 length=200"},
-        {"ant=0 bw=6 rate=15 payload=1000", "rate=0x8080 length=2000"},
+        {"ant=0 rate=23", "rate=0x4088 length=2048"}, {"ant=0 rate=23 payload=40000", "length=14464"},
+        {"payload=70000", "length=4464"}, {"ant=0 bw=4 rate=15 payload=100", "rate=0x6080 length=200"},
         {"gain=31", "power=124"}, {"gain=32", "power=-128"}, {"gain=63", "power=-4"}, {"gain=64", "power=0"},
         {"gain=-1", "power=100"},
         // HE: the coding bit from 40 MHz or above MCS 9 (not the gi bits); the
         // LTF from the guard interval, which preambles 1..4 leave alone.
-        {"bw=6 rate=24", "flags=0x2000 ltf=1"}, {"bw=6 rate=25", "flags=0x2100 ltf=1"},
+        {"bw=6 rate=24", "flags=0x2000 ltf=1"}, {"bw=6 rate=25", "flags=0x2100 ltf=1"}, {"bw=7 rate=15", "flags=0x2100"},
         {"bw=6 rate=24 preamble=7", "flags=0x2000 ltf=4"}, {"bw=6 rate=15 preamble=7", "rate=0x8020 interval=1320"},
         {"bw=6 rate=15 preamble=6", "ltf=2"}, {"bw=6 rate=15 preamble=7 preamble=5", "ltf=1"},
-        {"bw=6 rate=15 preamble=7 preamble=2", "ltf=4"}, {"bw=6 rate=15 enc=1", "flags=0x2100"},
-        {"bw=7 rate=15", "flags=0x2100"}, {"bw=6 rate=15 payload=100 ru=0", "mode=3 ru=0 ltf=1"},
+        {"bw=6 rate=15 preamble=7 preamble=2", "ltf=4"}, {"bw=6 rate=15 payload=100 ru=0", "mode=3 ru=0 ltf=1"},
         {"bw=6 rate=15 payload=100 ru=300", "mode=3 ru=44"},  // the low 8 bits
-        {"bw=6 rate=15 payload=100 preamble=7 ru=61", "mode=3 ru=61 ltf=4"},
         {"preamble=7 ru=52 payload=5000", "length=5000 mode=0 ru=0 ltf=0"},  // HE off: no unit, no limit
         // The longest HE payload by resource unit.
         {"bw=6 rate=15 ru=36 payload=512", "length=512"}, {"bw=6 rate=15 ru=37 payload=513", "length=513"},
-        {"bw=6 rate=15 ru=52 payload=1024", "length=1024"}, {"bw=6 rate=15 ru=60 payload=2048", "length=2048"},
-        {"bw=6 rate=15 ru=61 payload=4096", "length=4096"}, {"bw=6 rate=15 payload=4096", "length=4096"},
+        {"bw=6 rate=15 ru=52 payload=1024", "length=1024"}, {"bw=6 rate=15 ru=61 payload=4096", "length=4096"},
         {"bw=6 rate=15 ru=36 payload=513", "!incorrect payload length : 513 (max : 512)"},
         {"bw=6 rate=15 ru=0 payload=513", "!incorrect payload length : 513 (max : 512)"},
         {"bw=6 rate=15 ru=52 payload=1025", "!incorrect payload length : 1025 (max : 1024)"},
         {"bw=6 rate=15 ru=60 payload=2049", "!incorrect payload length : 2049 (max : 2048)"},
-        {"bw=6 rate=15 ru=61 payload=4097", "!incorrect payload length : 4097 (max : 4096)"},
         {"bw=6 rate=15 payload=4097", "!incorrect payload length : 4097 (max : 4096)"},
         {"bw=4 rate=25", "!incorrect Tx param(bps : 25, sg : 0, vht : 1, he : 0, bw : 1, ant : 1)"},
         {"rate=47 ant=2 sgi=1", "!incorrect Tx param(bps : 47, sg : 1, vht : 0, he : 0, bw : 1, ant : 2)"},
         {"bw=7 rate=27", "!incorrect Tx param(bps : 27, sg : 0, vht : 0, he : 1, bw : 2, ant : 1)"},
         {"rate=9", "!incorrect Tx param(bps : 9, sg : 0, vht : 0, he : 0, bw : 1, ant : 1)"},
         // The tone: its offset by setting, the gain as amplitude up to 16.
-        {"tone=0 gain=25", "offset=0 amp=16"},    {"tone=1 gain=10", "offset=5000 amp=10"},
-        {"tone=2 gain=16", "offset=10000 amp=16"}, {"tone=3 gain=17", "offset=20000 amp=16"},
-        {"tone=4 gain=0", "offset=0 amp=0"},       {"tone=-1 gain=25", "offset=0 amp=16"},
+        {"tone=0 gain=25", "offset=0 amp=16"}, {"tone=1 gain=10", "offset=5000 amp=10"},
+        {"tone=3 gain=17", "offset=20000 amp=16"}, {"tone=4 gain=0", "offset=0 amp=0"},
         // The frequency from the corrected channel; channel 14 is sent 7 MHz
         // higher, received where it is.
-        {"channel=14", "freq=2484 rx=2477"}, {"channel=13", "freq=2472 rx=2472"},
-        {"channel=6 bw=2", "freq=2447 rx=2447 bw=1"}, {"channel=12 bw=2", "freq=2484 rx=2477 bw=1"},
-        {"band=2 channel=36", "freq=5180 rx=5180"}, {"band=2 channel=36 bw=2", "freq=5190 rx=5190 bw=1"},
-        {"band=2 channel=40 bw=2", "freq=5190 rx=5190 bw=1"}, {"band=2 channel=36 bw=3", "freq=5210 rx=5210 bw=2"},
-        {"band=2 channel=165", "freq=5825 rx=5825"}, {"band=3 channel=36", "freq=5180 rx=5180"},
+        {"channel=14", "freq=2484 rx=2477"}, {"channel=12 bw=2", "freq=2484 rx=2477 bw=1"},
+        {"band=2 channel=36 bw=2", "freq=5190 rx=5190 bw=1"}, {"band=2 channel=40 bw=2", "freq=5190 rx=5190 bw=1"},
+        {"band=2 channel=144 bw=2", "freq=5720 rx=5720 bw=1"}, {"band=2 channel=36 bw=3", "freq=5210 rx=5210 bw=2"},
+        {"band=2 channel=157 bw=3", "freq=5775 rx=5775 bw=2"}, {"band=2 channel=165 bw=3", "freq=5825 rx=5825 bw=2"},
+        {"band=3 channel=36", "freq=5180 rx=5180"},
     };
     for (const auto& [settings, expected] : rows) {
         SCOPED_TRACE(settings);
@@ -358,10 +343,8 @@ TEST_F(E2eWlanDut, ReceiverStartsCarryTheirFieldsAndAddress) {
                   std::uint8_t bandwidth; std::uint16_t flags, bitmap; } const cases[] = {
         {"RxStart", [](D& d) { return d.RxStart(); }, 0, 2412, 0, 0, 1},
         {"RxStartWithFlag(8), antenna 2", [](D& d) { return d.SetAntenna(2), d.RxStartWithFlag(8); }, 0, 2412, 0, 8, 2},
-        {"RxStartWithFlag(32)", [](D& d) { return d.RxStartWithFlag(32); }, 0, 2412, 0, 32, 1},
         {"RxCWStartFromFreq(5500) at 40 MHz: bandwidth 0, flag 32",
          [](D& d) { return d.SetBandWidth(2), d.RxCWStartFromFreq(5500); }, 0, 5500, 0, 32, 1},
-        {"RxStartWithFlag(3) refused", [](D& d) { return d.RxStartWithFlag(3); }, 3, 0, 0, 0, 1},
         {"RxStartWithFlag(0) refused", [](D& d) { return d.RxStartWithFlag(0); }, 3, 0, 0, 0, 1},
     };
     for (const Case& c : cases) {
@@ -389,13 +372,11 @@ TEST_F(E2eWlanDut, BistFrequencyGainsAntennaAndTheDecodedWord) {
     // of a radian. Both antennas are refused: tests/e2e.
     struct Case { const char* what; int band, channel, bandwidthArg, txGain, antenna, rxGainArg; std::uint16_t freq,
                   rxGain; std::int16_t r, i; int abs, phase; } const cases[] = {
-        {"channel 36 in band 1", 1, 36, 1, 25, 1, 0, 5180, 2, 3, 4, 5, 92},
         {"channel 6 in band 2", 2, 6, 1, 25, 1, 0, 2437, 2, -1, 0, 1, 314},
         {"channel 6 at 40 MHz: no correction", 1, 6, 2, 25, 2, 0, 2437, 2, 0, 0, 0, 0},
         {"channel 14: no addition", 1, 14, 1, 10, 2, 5, 2477, 5, 1, 1, 1, 78},
         {"channel 165", 2, 165, 1, 16, 1, 1, 5825, 1, -3, -4, 5, -221},
-        {"channel 1, gain 0", 1, 1, 1, 0, 1, 7, 2412, 7, 0, -1, 1, -157},
-        {"large parts", 1, 1, 1, 25, 1, 0, 2412, 2, 300, 400, 500, 92},
+        {"channel 1, gain 0", 1, 1, 1, 0, 1, 7, 2412, 7, 300, -400, 500, -92},
         {"the most negative part", 1, 1, 1, 25, 1, 0, 2412, 2, -32768, 0, 32768, 314},
     };
     for (const Case& c : cases) {
@@ -419,9 +400,8 @@ TEST_F(E2eWlanDut, ReadRxAndGetRssiReadTheCountsAndTheAverageOrCurrentSignal) {
     // The readings: cur, av, min, max. The current value stands in while
     // the firmware has no history: min below -1, average and max -1.
     struct Case { std::uint32_t total, good; int errors; fw::SignalReadings readings; int rssi; } const cases[] = {
-        {1000, 950, 50, {-40, -55, -70, -30}, -55},  {0, 0, 0, {-40, -1, -70, -1}, -40},
-        {7, 7, 0, {-40, -1, -1, -1}, -1},            {100, 0, 100, {-40, -1, -70, -30}, -1},
-        {65536, 1, 65535, {-40, -55, -70, -1}, -55}, {30, 20, 10, {-33, -1, -2, -1}, -33},
+        {0, 0, 0, {-40, -1, -70, -1}, -40},          {7, 7, 0, {-40, -1, -1, -1}, -1},
+        {100, 0, 100, {-40, -1, -70, -30}, -1},      {65536, 1, 65535, {-40, -55, -70, -1}, -55},
     };
     ASSERT_EQ(dut.RxStart(), 0);
     for (const Case& c : cases) {
@@ -481,24 +461,6 @@ TEST_F(E2eWlanDut, RxStopStopsTheReceiverEvenWhenTheReadFails) {
         EXPECT_EQ(Counts(row), std::make_pair(c.good, c.errors));
         EXPECT_EQ(LogHasPrefix("wlan_rx_read error code "), c.failRead || !c.receiver) << "a failed read is logged";
     }
-}
-
-TEST_F(E2eWlanDut, GetPacketCountWritesTheFramesLeftWithoutLineEnd) {
-    char text[32];
-    // A frame every 100 seconds: the count left holds still while we look.
-    D slow(&driver);
-    slow.SetBurstInterval(100000000), slow.SetPacketCount(50);
-    ASSERT_EQ(slow.TxStartWithMod(), 0);
-    const std::uint32_t left = Fw().Tx().framesLeft;
-    ASSERT_TRUE(left == 50 || left == 49) << left;
-    log.Clear();
-    EXPECT_EQ(slow.GetPacketCount(text), 0);
-    EXPECT_STREQ(text, std::to_string(left).c_str());
-    EXPECT_TRUE(log.Contains(kDut, "GetPacketCount - " + std::to_string(left) + "\n"));
-    ASSERT_EQ(slow.TxStop(), 0);
-    std::snprintf(text, sizeof text, "untouched");
-    EXPECT_EQ(slow.GetPacketCount(text), 2) << "without a stream the firmware refuses the read";
-    EXPECT_STREQ(text, "untouched");
 }
 
 }  // namespace
