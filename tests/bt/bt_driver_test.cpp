@@ -25,12 +25,10 @@ std::string Lines(int from, int to, const std::string& text) {
 class BtDriverTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        mkdir((plat::Root() + "/sys").c_str(), 0755);
-        mkdir((plat::Root() + "/sys/kernel").c_str(), 0755);
-        mkdir((plat::Root() + "/sys/kernel/debug").c_str(), 0755);
-        mkdir((plat::Root() + "/sys/kernel/debug/tavo").c_str(), 0755);
-        mkdir((plat::Root() + "/sys/kernel/debug/tavo/ring0").c_str(), 0755);
-        mkdir((plat::Root() + "/dev").c_str(), 0755);
+        for (const char* dir : {"/sys", "/sys/kernel", "/sys/kernel/debug", "/sys/kernel/debug/tavo",
+                                "/sys/kernel/debug/tavo/ring0", "/dev"}) {
+            mkdir((plat::Root() + dir).c_str(), 0755);
+        }
         unlink(plat::MapPath(CBtDriver::kLogSource).c_str());
         unlink(plat::MapPath(CBtDriver::kLogSourceRetry).c_str());
         ASSERT_EQ(driver_.OpenDriver(), 0);

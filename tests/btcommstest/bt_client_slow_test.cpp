@@ -23,7 +23,7 @@ TEST_F(BtClient, ALateReplyIsATimeoutAfterOneSecondAndTheNextCallWorks) {
     EXPECT_EQ(bt_txdata1(2402), 0) << bt_get_last_error();
 }
 
-TEST_F(BtClient, ALinkThatFailsReadsAsClosedAndOpensAfresh) {
+TEST_F(BtClient, ALinkThatFailsReadsAsClosed) {
     ASSERT_EQ(bt_open_device(), 0);
     Steer("garbage=ff00ff");  // sync lost before the reply; the reply itself still arrives
     EXPECT_EQ(bt_txdata1(2402), 0);
@@ -33,18 +33,13 @@ TEST_F(BtClient, ALinkThatFailsReadsAsClosedAndOpensAfresh) {
     ASSERT_EQ(bt_open_device(), 0);
     EXPECT_EQ(bt_txdata1(2402), 0);
 
-    // The device goes away in the middle of the reply: the call ends within its
-    // second, the link reads as closed, and a new line opens afresh.
+    // The device goes away in the middle of the reply: the call times out and
+    // the line cannot be opened again (a new line is tests/campaign's).
     Steer("hangup-mid-packet");
-    const int32_t cut = bt_txdata1(2402);
-    EXPECT_EQ(cut, 3);
+    EXPECT_EQ(bt_txdata1(2402), 3);
     ASSERT_TRUE(testsupport::WaitUntil([] { return bt_txdata2() == 4; }, 5000ms));
     EXPECT_EQ(bt_open_device(), 1);
     EXPECT_STREQ(bt_get_last_error(), "bt_open_device: Failed to start transport");
-    sim_.BtCtl().Stop();
-    sim_.BtCtl().Start({sim_.Path("/dev/tavo_h4_0"), [this](const std::string& l) { sim_.Sim().Log().Write(l); }});
-    ASSERT_EQ(bt_open_device(), 0);
-    EXPECT_EQ(bt_txdata1(2402), 0);
 }
 
 }  // namespace

@@ -23,9 +23,8 @@ protected:
         ASSERT_TRUE(tavo::sim::btctl::ApplySetting(sim_.BtCtl(), setting, error)) << error;
     }
     // The vendor PDU as it crosses the line: one tunnel fragment in an H4 command.
-    static std::string Fragment(const std::string& length, const std::string& pdu) {
-        return "btctl: rx 01 00 fc " + length + " c2 " + pdu;
-    }
+    // Every such PDU here is 18 bytes: 19 with its descriptor.
+    static std::string Fragment(const std::string& pdu) { return "btctl: rx 01 00 fc 13 c2 " + pdu; }
     bool Saw(const std::string& line) { return sim_.Sim().Log().WaitFor(line, std::chrono::milliseconds(5000)); }
 
     testsupport::SimEnv sim_;

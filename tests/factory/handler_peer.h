@@ -8,5 +8,4 @@ class CCommandHandlerTestPeer {
 public:
     static THREAD_INFO*& Slot(CCommandHandler& h, int index) { return h.m_thread_info[index]; }
     static void SetIndex(CCommandHandler& h, int index) { h.m_thread_index = index; }
-    static const char* CopiedCmdBytes(CCommandHandler& h) { return h.m_copied_cmd; }
 };

@@ -7,6 +7,7 @@
 #include <arpa/inet.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -112,9 +113,8 @@ private:
 
 // A TCP server connected to its one client.
 struct Connected {
-    explicit Connected(int p = FreePort()) : port(p) {}
     testsupport::LogCapture log;
-    int port;
+    int port = FreePort();
     CCommsTestSocket sock;
     Station station{log, sock, port};
     int rc = sock.Open(port, 2);
@@ -127,13 +127,6 @@ TEST(CommsTestSocket, TcpServesOneClientBothWaysThenClosesAndOpensAgain) {
     ASSERT_GE(c.client, 0);
     EXPECT_EQ(c.log.Texts(kTag), (Lines{Waiting(c.port), "client connected. Port=" + std::to_string(c.port) + "\n"}));
     for (const auto& r : c.log.Records()) EXPECT_EQ(r.prio, 2) << r.text;
-    EXPECT_EQ(c.sock.m_port, c.port);
-    EXPECT_TRUE(c.sock.m_connected);
-    sockaddr_in mine{};
-    socklen_t len = sizeof mine;
-    getsockname(c.client, reinterpret_cast<sockaddr*>(&mine), &len);
-    EXPECT_EQ(c.sock.m_client_addr.sin_addr.s_addr, htonl(INADDR_LOOPBACK));
-    EXPECT_EQ(c.sock.m_client_addr.sin_port, mine.sin_port) << "accept fills the peer's address";
 
     // A second station is queued by the kernel but never served: the server
     // reads the first one's bytes although the second one's came first.
@@ -149,9 +142,6 @@ TEST(CommsTestSocket, TcpServesOneClientBothWaysThenClosesAndOpensAgain) {
     EXPECT_EQ(Recv(c.client, 16), "pong");
 
     EXPECT_EQ(c.sock.Close(), 0);
-    EXPECT_EQ(c.sock.m_listen_fd, 0);
-    EXPECT_EQ(c.sock.m_client_fd, 0);
-    EXPECT_FALSE(c.sock.m_connected);
     EXPECT_EQ(Recv(c.client, 16), "") << "the client sees the end of its connection";
     EXPECT_EQ(Recv(second, 16), "") << "the queued station is dropped with the listener";
     close(second);
@@ -159,12 +149,7 @@ TEST(CommsTestSocket, TcpServesOneClientBothWaysThenClosesAndOpensAgain) {
     c.log.Clear();
     Station again(c.log, c.sock, c.port);
     ASSERT_EQ(c.sock.Open(c.port, 2), 0);
-    const int fd = again.Join();
-    ASSERT_GE(fd, 0);
-    ASSERT_EQ(send(fd, "again", 5, 0), 5);
-    EXPECT_EQ(c.sock.Read(buf, sizeof buf), 5);
-    EXPECT_EQ(c.sock.Write(buf, 5), 5);
-    EXPECT_EQ(Recv(fd, 16), "again");
+    EXPECT_GE(again.Join(), 0);
 }
 
 TEST(CommsTestSocket, EveryFamilyButTwoListensOnTheAbstractName) {
@@ -183,8 +168,6 @@ TEST(CommsTestSocket, EveryFamilyButTwoListensOnTheAbstractName) {
         const int fd = station.Join();
         ASSERT_GE(fd, 0) << "nothing to connect to at the 14-byte abstract address";
         EXPECT_EQ(log.Texts(kTag), (Lines{"Waiting for android client\n", "Android client connected\n"}));
-        EXPECT_EQ(sock.m_port, 2543) << "the Unix socket leaves the port alone";
-        EXPECT_TRUE(sock.m_connected);
         ASSERT_EQ(send(fd, "up", 2, 0), 2);
         char buf[8] = {};
         EXPECT_EQ(sock.Read(buf, sizeof buf), 2);
@@ -208,7 +191,6 @@ TEST(CommsTestSocket, RefusedCallsAnswerWithTheirCodeAndText) {
         Lines texts;
     } rows[] = {
         {"read before open", closed, [&](auto& s) { return s.Read(buf, 4); }, 1025, {"Server : Socket is not opened.\n"}},
-        {"null read before open", closed, [](auto& s) { return s.Read(nullptr, 4); }, 1025, {"Server : Socket is not opened.\n"}},
         {"write before open", closed, [](auto& s) { return s.Write("x", 1); }, 1025, {"Socket is not opened.\n"}},
         {"null read", c.sock, [](auto& s) { return s.Read(nullptr, 4); }, 1031, {"buffer is NULL\n"}},
         {"null write", c.sock, [](auto& s) { return s.Write(nullptr, 4); }, 1025, {"Socket is not opened.\n"}},
@@ -240,43 +222,10 @@ TEST(CommsTestSocket, FailedBindKeepsTheSocketUntilClose) {
         EXPECT_EQ(sock.Open(FreePort(), 2), 1026) << "a retry before Close";
         EXPECT_EQ(log.Texts(kTag), (Lines{"Server : Can't bind local address.\n",
                                           "Socket is alread opened, " + std::to_string(sock.m_listen_fd) + "\n"}));
-        EXPECT_EQ(sock.m_port, 2543);
         EXPECT_EQ(sock.Close(), 0);
         EXPECT_EQ(sock.m_listen_fd, 0);
     }
     close(held);
-    Connected freed(port);
-    EXPECT_EQ(freed.rc, 0);
-    EXPECT_GE(freed.client, 0);
-}
-
-TEST(CommsTestSocket, FailedAcceptGoesToStandardErrorAndKeepsTheListener) {
-    testsupport::LogCapture log;
-    CCommsTestSocket sock;
-    const int port = FreePort();
-    // Shutting the listener down is the one reliable way to make accept fail.
-    std::thread stopper([&] {
-        if (log.WaitForText(kTag, Waiting(port), kBound)) shutdown(sock.m_listen_fd, SHUT_RDWR);
-    });
-    int pipeFds[2];
-    ASSERT_EQ(pipe(pipeFds), 0);
-    const int savedErr = dup(2);
-    dup2(pipeFds[1], 2);
-    const int rc = sock.Open(port, 2);
-    dup2(savedErr, 2);
-    close(savedErr);
-    close(pipeFds[1]);
-    stopper.join();
-    EXPECT_EQ(rc, 1030);
-    EXPECT_EQ(Recv(pipeFds[0], 64), "Server: accept failed.\n");
-    close(pipeFds[0]);
-    EXPECT_EQ(log.Texts(kTag), Lines{Waiting(port)}) << "the failure is not logged";
-    EXPECT_LT(sock.m_client_fd, 0);
-    EXPECT_FALSE(sock.m_connected);
-    EXPECT_EQ(sock.Open(port, 2), 1026);
-    EXPECT_EQ(sock.Close(), 0);
-    EXPECT_EQ(sock.m_client_fd, 0);
-    EXPECT_EQ(sock.m_listen_fd, 0);
 }
 
 }  // namespace

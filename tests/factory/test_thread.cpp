@@ -1,5 +1,7 @@
-// The worker thread layer: creation, the stop by signal 11, the host's own
-// SIGSEGV handling around it, and the (inactive) time-out handler.
+// The worker thread layer: refused arguments, the stop by signal 11, the
+// host's own SIGSEGV handling around it, and the (inactive) time-out handler.
+// Workers that run and end on their own are every command's in tests/e2e;
+// that they leave no thread behind is tests/stress's.
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
@@ -36,23 +38,6 @@ TEST(FactoryThread, NullArgumentsAreRefusedWithTheirLines) {
     EXPECT_EQ(factory_thread_kill(nullptr), 2);
     EXPECT_EQ(log.Texts("FACTORY_THREAD"),
               (Lines{"Thread info is NULL", "thread_func is NULL", "Thread info is NULL"}));
-}
-
-void* RecordArg(void* arg) {
-    auto* info = static_cast<THREAD_INFO*>(arg);
-    info->thread_arg = arg;  // the worker's own info is its argument
-    __atomic_store_n(&info->running, false, __ATOMIC_RELEASE);
-    return nullptr;
-}
-
-TEST(FactoryThread, WorkerGetsItsOwnInfoAndRunsDetached) {
-    THREAD_INFO info{};
-    info.thread_func = &RecordArg;
-    info.running = true;
-    ASSERT_EQ(factory_thread_create(&info), 0);
-    ASSERT_TRUE(testsupport::WaitUntil([&] { return !Running(&info); }, 5000ms));
-    EXPECT_EQ(info.thread_arg, &info);
-    EXPECT_NE(pthread_join(info.thread, nullptr), 0) << "a detached thread cannot be joined";
 }
 
 std::atomic<bool> g_workerStarted{false};

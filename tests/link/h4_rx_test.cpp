@@ -1,4 +1,5 @@
-// The H4 receive machine fed bytes directly, whole and in every split.
+// The H4 receive machine fed bytes directly, whole and in every split. The
+// controller's end (commands) is read by the capture tap in tests/capture.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -39,18 +40,18 @@ void ExpectDelivered(const Bytes& line, const std::vector<std::string>& want) {
     }
 }
 
-Bytes Repeat(uint8_t byte, size_t n) { return Bytes(n, byte); }
-
-Bytes Cat(std::initializer_list<Bytes> parts) {
-    Bytes all;
-    for (const Bytes& p : parts) all.insert(all.end(), p.begin(), p.end());
-    return all;
+// The longest packet of a kind: its header, then `fill` up to the length.
+std::pair<Bytes, std::string> Longest(const std::string& header, size_t length, uint8_t fill) {
+    Bytes line = FromHex(header);
+    line.insert(line.end(), length, fill);
+    return {line, std::to_string(line[0]) + ":" + testwire::ToHex(Bytes(line.begin() + 1, line.end()))};
 }
 
+// Runs of garbage and resynchronisation under noise are tests/campaign's.
 TEST(H4Receive, DeliversEveryKindWholeInAnySplit) {
-    const Bytes maxEvent = Cat({FromHex("04 ff ff"), Repeat(0xEE, 255)});
-    const Bytes maxAcl = Cat({FromHex("02 01 20 ff ff"), Repeat(0xAA, 65535)});
-    const Bytes maxSco = Cat({FromHex("03 02 00 ff"), Repeat(0x55, 255)});
+    const auto [maxEvent, event] = Longest("04 ff ff", 255, 0xEE);
+    const auto [maxAcl, acl] = Longest("02 01 20 ff ff", 65535, 0xAA);
+    const auto [maxSco, sco] = Longest("03 02 00 ff", 255, 0x55);
     struct Row {
         const char* name;
         Bytes line;
@@ -58,13 +59,10 @@ TEST(H4Receive, DeliversEveryKindWholeInAnySplit) {
     } rows[] = {
         {"command complete", FromHex("04 0e 04 01 03 0c 00"), {"4:0e 04 01 03 0c 00"}},
         {"an event of length 0 is its two header bytes", FromHex("04 13 00 04 0f 00"), {"4:13 00", "4:0f 00"}},
-        {"longest event", maxEvent, {"4:" + testwire::ToHex(Bytes(maxEvent.begin() + 1, maxEvent.end()))}},
-        {"longest ACL", maxAcl, {"2:" + testwire::ToHex(Bytes(maxAcl.begin() + 1, maxAcl.end()))}},
-        {"longest SCO", maxSco, {"3:" + testwire::ToHex(Bytes(maxSco.begin() + 1, maxSco.end()))}},
-        {"garbage is one loss, then the next packet", FromHex("00 05 ff ff 04 0e 00"), {"sync", "4:0e 00"}},
+        {"longest event", maxEvent, {event}},
+        {"longest ACL", maxAcl, {acl}},
+        {"longest SCO", maxSco, {sco}},
         {"a command indicator at the host end is garbage", FromHex("01 04 0f 00"), {"sync", "4:0f 00"}},
-        {"two runs of garbage are two losses", FromHex("ff 04 10 00 ff 04 10 00"), {"sync", "4:10 00", "sync",
-                                                                                      "4:10 00"}},
     };
     for (const Row& r : rows) {
         SCOPED_TRACE(r.name);
@@ -93,13 +91,6 @@ TEST(H4Receive, AsksForAtMost256BytesAndAsksAgainAfterAnEmptyRead) {
     EXPECT_EQ(asked, (std::vector<unsigned long>{252, 256, 256, 236}));
     ASSERT_EQ(recorder.got.size(), 1u);
     EXPECT_EQ(recorder.got[0].size(), 2 + 3 * 1004 - 1);
-
-    // At the controller end commands are packets and events are garbage.
-    H4RxMachine controller(false);
-    Recorder atController;
-    const Bytes line = FromHex("04 0e 00 01 03 0c 00");
-    controller.Feed(line.data(), line.size(), atController);
-    EXPECT_EQ(atController.got, (std::vector<std::string>{"sync", "1:03 0c 00"}));
 }
 
 }  // namespace
