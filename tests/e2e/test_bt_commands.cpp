@@ -14,7 +14,6 @@
 #include "sim/btctl/settings_text.h"
 #include "support/log_capture.h"
 #include "support/sim_env.h"
-#include "wlan/WlanDutLib.h"
 
 namespace {
 
@@ -93,12 +92,10 @@ TEST_F(BtCommands, BadNumbersLongCommandsAndUnknownFamiliesGetTheirReplies) {
         int rc;
         const char* reply;
     } rows[] = {
-        {"AT+BTRF=1,0,0,-1", 0, "+BTRF:6,NG"},
         {"AT+BTRF=a,b,c,d", 0, "+BTRF:6,NG"},  // no row
         {"AT+BTRF=1,0,0,99999999999", 0, "+BTRF:6,NG"},
         {"AT+BTRF=2,0,5,,12", 0, "+BTRF:6,NG"},  // no UAP
         {"AT+BTRF=1,0,0," + std::string(50, '0'), 0, "+BTRF:0,OK"},  // 64 characters
-        {"AT+BTRF=1,0,0," + std::string(51, '0'), 4, "untouched"},
         {"AT+BTX=1", 2, "NG"},
         {"ATA+BT=-5", 0, "OK"},
         {"UNIT=abc", 0, "+UNIT:000000,OK"},  // letters are no attr: no row
@@ -140,18 +137,6 @@ TEST_F(BtCommands, FixedTestsEndByTheirFlagsAndAGoodPacketReadMakesEveryLaterEnd
     EXPECT_EQ(Forward("AT+BTRF=0,7,7,0").rfind("+BTRF:0,OK,", 0), 0u);
     EXPECT_EQ(Forward("AT+BTRF=0,6,9,0"), "+BTRF:0,OK");
     EXPECT_EQ(Forward("AT+BTRF=0,6,9,0"), "+BTRF:0,OK");
-}
-
-TEST_F(BtCommands, TheRadiosAreNeverInTestTogether) {
-    ASSERT_TRUE(env.LoadTestFirmware());
-    ASSERT_EQ(Forward("AT+WIFIRF=0,1,1,0"), "+WIFIRF:0,OK");
-    ASSERT_TRUE(GetServiceWlanDut()->IsDUTOpen());
-    EXPECT_EQ(Forward("AT+BTRF=0,0,0,0"), "+BTRF:0,OK");
-    EXPECT_FALSE(GetServiceWlanDut()->IsDUTOpen());
-
-    EXPECT_EQ(Forward("AT+BTRF=1,1,1,0"), "+BTRF:0,OK");
-    EXPECT_EQ(Forward("AT+WIFIRF=0,0,0,36"), "+WIFIRF:0,OK");
-    EXPECT_EQ(GetServiceBtDut()->IsDUTOpen(), 0);
 }
 
 TEST_F(BtCommands, AnInquiryAnswersAtOnceAndItsDevicesAreFetchedAfterIt) {
