@@ -1,12 +1,11 @@
 // The chip simulator. Which control writes reload the firmware and what
 // they leave in the log, a reload the very next firmware request never
-// misses, components started in order and told of every reload, a start
-// that is a fresh boot (and one that fails undone), and its log. Then the
-// programs it installs and the files behind them: tavo-sim (the lines it
-// prints, running until a stop signal, its options), iw's scan text as the
-// library's scan reads it and iw's errors, ps rows as KillProcess reads them
-// over a hand-made proc directory, and the access point lines of iw's
-// control file.
+// misses, components started in order and told of every reload, and a start
+// that is a fresh boot (and one that fails undone). Then the programs it
+// installs and the files behind them: tavo-sim (the lines it prints, running
+// until a stop signal, its options), iw's scan text as the library's scan
+// reads it and iw's errors, ps rows as KillProcess reads them over a
+// hand-made proc directory, and the access point lines of iw's control file.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -25,7 +24,6 @@
 #include "sim/access_point.h"
 #include "sim/component.h"
 #include "sim/firmware_loader.h"
-#include "sim/iw_scan.h"
 #include "sim/ps_tool.h"
 #include "sim/serve.h"
 #include "sim/simulator.h"
@@ -36,7 +34,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using tavo::sim::AccessPoint;
-using tavo::sim::SimLog;
 
 // A shell line run as the library's system() and popen() run theirs: its
 // exit status (-1 when it did not exit by itself) and what it wrote to
@@ -63,10 +60,8 @@ TEST(SimReload, WhatReloadsAndWhatDoesNot) {
     // commands: each run to its end before the next, as the library runs them; logged: in the log file
     struct Row { const char* what; std::vector<std::string> commands; const char* running; unsigned restarts, switches;
                  const char* logged; } const rows[] = {
-        {"crash after the variant", {kTest, kCrash}, "rk720_t", 1, 1, "firmware: rk720 -> rk720_t (force_crash)"},
         {"the variant alone", {"echo 1 > " PARAMS "tavo_wlan/parameters/EnableTestMode", kTest}, "rk720", 0, 0,
          "param: tavo_wlan/EnableTestMode = 1\nparam: tavo_rk/firmware_variant = rk720_t\n"},
-        {"N to restart", {kTest, "echo N > " RESTART}, "rk720", 0, 0, "param: rk720_clk0/restart = N\n"},
         {"restart without a new variant", {kRestart}, "rk720", 1, 0, "firmware: rk720 -> rk720 (restart)"},
         {"an empty variant leaves no firmware", {"echo -n > " PARAMS "tavo_rk/parameters/firmware_variant", kCrash},
          "", 1, 1, "firmware: rk720 -> (none) (force_crash)"},
@@ -209,7 +204,6 @@ TEST(SimComponents, StartInOrderHearEveryReloadAndStopInReverse) {
 TEST(SimLifecycle, StartAgainBootsAfresh) {
     testsupport::TempDir dir;
     tavo::sim::Simulator sim(dir / "a/b/root/");
-    EXPECT_EQ(sim.Root(), dir / "a/b/root");
     sim.Stop();  // never started
     sim.Start();
     EXPECT_THROW(sim.Start(), std::logic_error);
@@ -222,32 +216,6 @@ TEST(SimLifecycle, StartAgainBootsAfresh) {
     EXPECT_FALSE(sim.IsRunning());
     sim.Start();
     for (const auto& [path, value] : boot) EXPECT_EQ(testsupport::ReadFile(sim.Path(path)), value) << path;
-    EXPECT_EQ(sim.RunningFirmware(), "rk720");
-}
-
-TEST(SimLog, OneCallIsOneLineInMemoryAndFile) {
-    testsupport::TempDir dir;
-    ASSERT_TRUE(testsupport::WriteFile(dir / "log", "earlier run\n"));
-    SimLog log(3);
-    std::vector<std::string> seen;
-    log.SetObserver([&seen](const std::string& line) { seen.push_back(line); });
-    log.OpenFile(dir / "log");
-    for (const char* line : {"plain", "two\nlines", "tab\tand\rreturn"}) log.Write(line);
-    log.Write(std::string(SimLog::kMaxLineLength + 10, 'x'));
-    log.CloseFile();
-    log.SetObserver(nullptr);
-    log.Write("memory only");
-    const std::vector<std::string> written = {"plain", "two\\x0alines", "tab\\x09and\\x0dreturn",
-                                              std::string(SimLog::kMaxLineLength, 'x') + "..."};
-    EXPECT_EQ(seen, written);
-    EXPECT_EQ(testsupport::ReadFile(dir / "log"),
-              "earlier run\n" + written[0] + "\n" + written[1] + "\n" + written[2] + "\n" + written[3] + "\n");
-    // Three kept in memory, five counted from 0.
-    EXPECT_EQ(log.Lines(), (std::vector<std::string>{written[2], written[3], "memory only"}));
-    EXPECT_EQ(log.Count(), 5u);
-    EXPECT_FALSE(log.Contains("plain"));
-    EXPECT_FALSE(log.WaitFor("memory only", std::chrono::milliseconds(0), 5));
-    EXPECT_THROW(log.OpenFile(dir / "missing/log"), std::runtime_error);
 }
 
 bool Has(const std::optional<std::string>& text, const std::string& part) {
@@ -271,8 +239,7 @@ TEST(SimProgram, RunsUntilSignalled) {
             "env -u TAVO_PLATFORM_ROOT sh -c '" + exports + "iw dev wlan0 scan; echo i | btcli; echo -n rk720_t > "
             "$TAVO_PLATFORM_ROOT/sys/module/tavo_rk/parameters/firmware_variant; echo 0xDEADDEAD > "
             "$TAVO_PLATFORM_ROOT/sys/module/tavo_bt/parameters/force_crash'");
-        EXPECT_TRUE(scan.status == 0 && Has(scan.out, "\tsignal: -40.50 dBm\n\tlast seen: 10 ms ago\n") &&
-                    Has(scan.out, "\tSSID: Lab, floor 2\n") &&
+        EXPECT_TRUE(scan.status == 0 && Has(scan.out, "\tSSID: Lab, floor 2\n") &&
                     Has(scan.out, "\nextended_inquiry_result: num:0x01 ba:0x001122334455 psrm:0x01")) << scan.out;
         const std::string log = root + "/sim/log", reloaded = "firmware: rk720 -> rk720_t (force_crash)";
         EXPECT_TRUE(testsupport::WaitUntil([&] { return Has(testsupport::ReadFile(log), reloaded); }, 10s));
@@ -289,21 +256,14 @@ TEST(SimProgram, RunsUntilSignalled) {
 
 TEST(SimProgram, UsageAndErrors) {
     testsupport::TempDir dir;
-    ASSERT_TRUE(testsupport::WriteFile(dir / "file", "x"));
     const std::string root = " " + dir.Path(), ap = "--ap 02:00:00:00:00:01";
     struct Row { std::string args; int status; std::string text; } const rows[] = {
-        {"--help", 0, "  cut-bulk=N                      next confirm's bulk cut to N bytes\n"},
         {"--help", 0, "  --btctl SETTING   steers the Bluetooth controller on DIR/dev/tavo_h4_0"},
         {"", 2, "tavo-sim: no root directory given"}, {"--bogus" + root, 2, "tavo-sim: unknown option \"--bogus\""},
-        {"--root", 2, "tavo-sim: --root needs a value"}, {root + root, 2, "only one root directory may be given"},
-        {ap + root, 2, "--ap wants BSSID,FREQ,SIGNAL,SSID"}, {ap + ",8000,-40,x" + root, 2, "--ap: bad frequency"},
-        {ap + ",2412,-45.5x,x" + root, 2, "--ap: bad signal"}, {"--ap nonsense,2412,-45,x" + root, 2, "--ap: bad BSSID"},
+        {"--root", 2, "tavo-sim: --root needs a value"}, {ap + ",8000,-40,x" + root, 2, "--ap: bad frequency"},
         {"--wlanfw loud" + root, 1, "tavo-sim: --wlanfw loud: unknown wlanfw setting: loud"},
-        {"--btctl loud" + root, 1, "tavo-sim: --btctl loud: unknown btctl setting: loud"},
         {"--bt-device 00:11:22:33:44:55,x,0" + root, 2, "tavo-sim: --bt-device: bad RSSI \"0\""},
         {"--root=//", 1, "tavo-sim: the simulator's root must not be /"},
-        {"--root " + dir.Path() + "/file", 1,
-         "tavo-sim: cannot create directory: " + dir.Path() + "/file: Not a directory"},
     };
     for (const Row& row : rows) {
         const ShellResult r = Sh(TAVO_SIM_BINARY " " + row.args + " </dev/null");
@@ -314,8 +274,6 @@ TEST(SimProgram, UsageAndErrors) {
 
 // Roots the shell would read otherwise are quoted.
 TEST(SimProgram, ExportLinesQuoteWhatTheShellWouldRead) {
-    EXPECT_EQ(tavo::sim::ExportLines("/tmp/a b"),
-              "export TAVO_PLATFORM_ROOT='/tmp/a b'\nexport PATH='/tmp/a b/bin':\"$PATH\"\n");
     EXPECT_EQ(tavo::sim::ExportLines("/tmp/it's"),
               "export TAVO_PLATFORM_ROOT='/tmp/it'\\''s'\nexport PATH='/tmp/it'\\''s/bin':\"$PATH\"\n");
 }
@@ -327,19 +285,11 @@ TEST(SimIw, ScanOutputAndErrors) {
         {"2.4 GHz entry, then a 5 GHz one without signal, SSID escaped",
          {{"02:00:00:00:00:0A", 2412, -45.5, "first"}, {"02:00:00:00:00:02", 5180, -70, " odd\tname\n\\ ", false}},
          "0x1003", "iw dev wlan0 scan", 0,
-         {"BSS 02:00:00:00:00:0a(on wlan0)\n", "\tsignal: -45.50 dBm\n", "\tSSID: first\n",
-          "\tDS Parameter set: channel 1\n", "\tBSS Load:\n", "\t\t * station count: 3\n",
-          "\nBSS 02:00:00:00:00:02(on wlan0)\n",
-          "\tfreq: 5180\n\tbeacon interval: 100 TUs\n\tcapability: ESS Privacy ShortSlotTime (0x0411)\n"
-          "\tlast seen: 40 ms ago\n\tInformation elements from Probe Response frame:\n"
-          "\tSSID: \\x20odd\\x09name\\x0a\\x5c\\x20\n\tSupported rates: 6.0*"}},
-        {"interface down", {}, "0x1002", "iw dev wlan0 scan", 156, {"command failed: Network is down (-100)\n"}},
-        {"unknown interface", {}, "0x1003", "iw dev wlan9 scan", 237, {"command failed: No such device (-19)\n"}},
-        {"interface that leaves the tree", {}, "0x1003", "iw dev ../../.. scan", 237, {"No such device (-19)"}},
+         {"BSS 02:00:00:00:00:0a(on wlan0)\n", "\tSSID: first\n", "\tBSS Load:\n",
+          "\nBSS 02:00:00:00:00:02(on wlan0)\n", "\tSSID: \\x20odd\\x09name\\x0a\\x5c\\x20\n"}},
+        {"interface that leaves the tree", {}, "0x1003", "iw dev ../../.. scan", 237,
+         {"command failed: No such device (-19)\n"}},
         {"garbled flags", {}, "0xzz", "iw dev wlan0 scan", 251, {"command failed: Input/output error (-5)\n"}},
-        {"no root", {}, "0x1003", "env -u TAVO_PLATFORM_ROOT iw dev wlan0 scan", 1,
-         {"TAVO_PLATFORM_ROOT is not set"}},
-        {"another command", {}, "0x1003", "iw dev wlan0 link", 1, {"Usage:\tiw dev <devname> scan\n"}},
         {"bad control file", {}, "0x1003", "iw dev wlan0 scan", 1, {"access_points:3: bad frequency"},
          "# comment\n02:00:00:00:00:01\t2412\t-40.00\t-\tgood\n02:00:00:00:00:02\t24x2\t-40\t-\tbad\n"},
     };
@@ -387,18 +337,14 @@ TEST(SimPs, RowsFromProcEntries) {
     const std::string sleepRow = "7 1 8000 " + rss + " do_nanosle 0000001000 S sleep";
     const std::string plain = "7 (sleep) S 1" + tail + " 8192000 25 0 0 0 0 0 4096";
     const std::string sleep30 = std::string("sleep\0" "30\0", 9), x = "7 (x) S 1" + tail + " ";
-    // out: as Rows gives them, or the error text
-    struct Row { const char* what; std::string stat, cmdline; std::vector<std::string> args; int status;
-                 std::string out; } const rows[] = {
-        {"plain", plain, sleep30, {}, 0, sleepRow},
-        {"comm with ') ' inside, no command line", "7 (a) b (c) S 2" + tail + " 0 0", "", {}, 0,
+    // out: as Rows gives them
+    struct Row { const char* what; std::string stat, cmdline, out; } const rows[] = {
+        {"plain", plain, sleep30, sleepRow},
+        {"comm with ') ' inside, no command line", "7 (a) b (c) S 2" + tail + " 0 0", "",
          "7 2 0 0 do_nanosle 0000000000 S a) b (c"},
-        {"control characters", x + "0 0", std::string("bad\nname\0", 9), {}, 0,
-         "7 1 0 0 do_nanosle 0000000000 S bad?name"},
-        {"vsize capped for %d readers", x + "99999999999999999 0", "x", {}, 0,
-         "7 1 2147483647 0 do_nanosle 0000000000 S x"},
-        {"stat cut short", "7 (x) S 1 0 0", "x", {}, 0, ""},
-        {"an option", plain, sleep30, {"-ef"}, 1, "ps: unsupported arguments"},
+        {"control characters", x + "0 0", std::string("bad\nname\0", 9), "7 1 0 0 do_nanosle 0000000000 S bad?name"},
+        {"vsize capped for %d readers", x + "99999999999999999 0", "x", "7 1 2147483647 0 do_nanosle 0000000000 S x"},
+        {"stat cut short", "7 (x) S 1 0 0", "x", ""},
     };
     testsupport::TempDir proc;
     ASSERT_EQ(::mkdir((proc / "7").c_str(), 0755), 0);
@@ -408,11 +354,7 @@ TEST(SimPs, RowsFromProcEntries) {
         ASSERT_TRUE(testsupport::WriteFile(proc / "7/stat", row.stat + "\n"));
         ASSERT_TRUE(testsupport::WriteFile(proc / "7/cmdline", row.cmdline));
         std::ostringstream out, err;
-        EXPECT_EQ(tavo::sim::PsMain(row.args, out, err, proc.Path()), row.status);
-        if (row.status != 0) {
-            EXPECT_NE(err.str().find(row.out), std::string::npos) << err.str();
-            continue;
-        }
+        EXPECT_EQ(tavo::sim::PsMain({}, out, err, proc.Path()), 0);
         EXPECT_EQ(out.str().substr(0, sizeof kHeader - 1), kHeader);
         EXPECT_EQ(Rows(out.str()), row.out) << out.str();
     }
@@ -459,13 +401,6 @@ TEST(SimAccessPoints, ControlFileLinesAndLimits) {
             << row.line.substr(0, 80) << " -> " << (ok ? "accepted" : error);
         EXPECT_TRUE(ok || ap.ssid == "kept") << "a refused line changed the access point";
     }
-    // The simulator refuses a list with one bad entry and keeps the one it had.
-    testsupport::SimEnv env;
-    const AccessPoint good{"02:00:00:00:00:01", 2412, -40, "x"}, bad{"02:00:00:00:00:01", 0, -40, "x"};
-    env.Sim().AddAccessPoint(good);
-    EXPECT_THROW(env.Sim().SetAccessPoints({good, bad}), std::invalid_argument);
-    EXPECT_THROW(env.Sim().AddAccessPoint(bad), std::invalid_argument);
-    EXPECT_EQ(env.Sim().AccessPoints().size(), 1u);
 }
 
 }  // namespace

