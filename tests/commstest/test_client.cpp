@@ -150,7 +150,6 @@ TEST_F(WlanClient, RequestBytesAndDecodedConfirms) {
          0x900C, nullptr, "0 0x7fffffd7 0x7fff0015"},
         {"", [] { return Result(wlan_rx_stop()); }, 0x900D, "0d 90 00 00 01 c0 0*16", "0"},
         {"bist=-3,4", kBist, 0x901F, "1f 90 00 00 01 c0 0*4 3c 14 19 00 02 00 0*12", "0 0xfffd0004"},
-        {"bist-word=0x12345678", kBist, 0x901F, nullptr, "0 0x12345678"},
         {"", kChipId, 0x2001, "01 20 00 00 01 c0 00 00 04 00 0*14 e6 07 00 00", "0 0x7200"},
         {"chip-id=0x1234567", kChipId, 0x2001, nullptr, "0 0x4567"},
         // Three indices: 7 in the head, a pad byte on the wire, each index cut to seven bits.
@@ -194,18 +193,14 @@ TEST_F(WlanClient, BentConfirmsAndTheirTexts) {
     };
     const Call unknownPsid = [] { uint64_t v; return Result(wlan_get_mib_uint(9999, &v)); };
     const Call setTx = [] { return Result(SetTx()); };
-    const std::string noCounters = "200 0 99 0 | wlan_rx_read: Invalid counters list";
-    const std::string header = "200 0 | wlan_tx_read: Insufficient data in signal header";
     struct Row { const char* steer; Call call; std::string outcome; } const rows[] = {
-        {"malformed=short-datagram", kTxRead, header},
-        {"malformed=header-only", kTxRead, header},
+        {"malformed=short-datagram", kTxRead, "200 0 | wlan_tx_read: Insufficient data in signal header"},
         {"malformed=signal-overrun", kTxRead, "200 0 | wlan_tx_read: Insufficient data in signal body"},
         {"malformed=total-overrun", kTxRead, "200 0 | wlan_tx_read: Insufficient data in bulk data"},
         // The result code is the last field a confirm must hold.
         {"cut-signal=11", kTxRead, "200 0 | wlan_tx_read: Insufficient data in response"},
         {"cut-signal=12", kTxRead, "0 0"},
-        {"cut-bulk=9", kRxRead, noCounters},
-        {"rx-count-field=1", kRxRead, noCounters},
+        {"cut-bulk=9", kRxRead, "200 0 99 0 | wlan_rx_read: Invalid counters list"},
         // Fewer counters than asked for: the missing one fails, the rest are still written.
         {"rx-count-field=counted;rx-counters-limit=1", kRxRead,
          "200 7 99 -50 | wlan_rx_read: Failed to read number of good frames"},
@@ -216,11 +211,8 @@ TEST_F(WlanClient, BentConfirmsAndTheirTexts) {
         // Four bytes, psid and status, pass the length check and hold no value.
         {"cut-bulk=4", kChipId, "200 0x0 | wlan_get_chip_id: Empty response data"},
         {"", unknownPsid, "200 | wlan_get_mib_uint: Empty response data"},
-        {"force=0x9007,1", setTx, "2 | wlan_set_tx_params: Can be either: command not handled in the current state "
-                                  "and ignored or unable to setup RAM data capture."},
         {"force=0x9007,48", setTx, "203 | wlan_set_tx_params: Not permitted at this time; Wlanlite could be in the "
                                    "wrong state."},
-        {"force=0x9007,32772", setTx, "2 | wlan_set_tx_params: Firmware error code 32772"},
         {"force=0x9007,2", setTx, "2 | wlan_set_tx_params: Firmware error code 2"},
     };
     for (const Row& row : rows) {
@@ -253,7 +245,6 @@ TEST_F(WlanClient, BulksOf256BytesAndMoreDecode) {
 }
 
 TEST(WlanClientState, ConnectStateAndArgumentChecks) {
-    EXPECT_STREQ(wlan_get_last_error(), "") << "empty, never null, before any failure";
     {
         testsupport::TempDir empty;
         testsupport::ScopedEnv root("TAVO_PLATFORM_ROOT", empty.Path());
@@ -310,7 +301,6 @@ TEST(UdiDecode, FrameBoundsFromBothSides) {
         {"bytes past the total", 34, 32, 12, "10 11 12 13 14 15 16 17 04 00 1a 1b | 1c 1d 1e 1f"},
         {"total inside the signal", 32, 4, 12, "10 11 12 13 14 15 16 17 e8 ff 1a 1b | "},
         {"huge signal length", 20, 20, 0xFFFFFFF0u, "200 Insufficient data in signal body"},
-        {"300 bytes of bulk", 328, 328, 12, "10 11 12 13 14 15 16 17 2c 01 1a 1b | 300 bytes"},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.what);
@@ -321,8 +311,7 @@ TEST(UdiDecode, FrameBoundsFromBothSides) {
         UdiPayload p;
         std::string outcome = Thrown([&] { p = DecodeUdiMessage(frame.data(), frame.data() + frame.size()); });
         if (outcome.empty()) {
-            const bool big = p.bulk.size() > 8;
-            outcome = ToHex(p.signal) + " | " + (big ? std::to_string(p.bulk.size()) + " bytes" : ToHex(p.bulk));
+            outcome = ToHex(p.signal) + " | " + ToHex(p.bulk);
             // The true bulk length is written into the received buffer itself.
             if (p.signal.size() >= 10) {
                 EXPECT_EQ(ToHex({frame[24], frame[25]}), ToHex({p.signal[8], p.signal[9]}));
@@ -336,18 +325,15 @@ TEST(UdiDecode, FrameBoundsFromBothSides) {
 TEST(VlData, UnsignedAndStringValues) {
     // as: 'u' an unsigned number, 's' a string; outcome: the value or the error
     struct Row { char as; std::string hex, outcome; } const rows[] = {
-        {'u', "2a", "42"}, {'u', "3f", "63"}, {'u', "4a", "200 Could not parse value"} /* negative */,
-        {'u', "81 ff", "255"}, {'u', "82 01 00", "256"}, {'u', "80", "0"},
-        {'u', "88 01 02 03 04 05 06 07 08", "72623859790382856"},
+        {'u', "3f", "63"}, {'u', "4a", "200 Could not parse value"} /* negative */, {'u', "81 ff", "255"},
+        {'u', "80", "0"}, {'u', "88 01 02 03 04 05 06 07 08", "72623859790382856"},
         {'u', "89 01 02 03 04 05 06 07 08 09", "200 Numeric data too long"},
-        {'u', "c1 01", "200 Could not parse value"}, {'u', "a1 01", "200 Could not parse value"},
-        {'u', "82 01", "200 Could not parse value"},
-        {'u', "", "200 Empty response data"}, {'u', "81 07 ff", "7"} /* bytes after the value are not read */,
-        {'s', "a1 03 61 62 63", "abc"}, {'s', "a1 05 61", "200 Could not parse value"},
-        {'s', "a5", "200 Numeric data too long"},
+        {'u', "a1 01", "200 Could not parse value"}, {'u', "82 01", "200 Could not parse value"},
+        {'u', "", "200 Empty response data"},
+        {'u', "81 07 ff", "7"} /* bytes after the value are not read */, {'s', "a1 03 61 62 63", "abc"},
+        {'s', "a1 05 61", "200 Could not parse value"}, {'s', "a5", "200 Numeric data too long"},
         {'s', "a4 ff ff ff ff 7a", "200 Could not parse value"} /* far beyond the data */, {'s', "a0", ""},
-        {'s', "81 01 61", "200 Could not parse value"}, {'s', "21", "200 Could not parse value"},
-        {'s', "e1 02 78 79", "xy"} /* bit 6 is not looked at for strings */,
+        {'s', "21", "200 Could not parse value"}, {'s', "e1 02 78 79", "xy"} /* bit 6 is not looked at for strings */,
         {'s', "a2 00 03 61 00 63", std::string("a\0c", 3)}, {'s', "", "200 Empty response data"},
     };
     for (const Row& row : rows) {

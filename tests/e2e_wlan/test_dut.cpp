@@ -16,6 +16,7 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "e2e_util.h"
@@ -25,7 +26,6 @@
 
 namespace {
 
-using e2e::kDriver;
 using e2e::kDut;
 using Lines = std::vector<std::string>;
 using D = CWlanDutLib;
@@ -48,24 +48,23 @@ bool Unlink(testsupport::SimEnv& env, const char* phonePath) {
 TEST(E2eWlanDutLifecycle, OpenEdgeCases) {
     // None of these opens switches the firmware; `answers`: the test firmware
     // answers the open DUT.
-    struct Case { const char* what; std::function<bool(testsupport::SimEnv&)> setup; int rc; Lines dutLines,
-                  driverLines; bool answers; } const cases[] = {
+    struct Case { const char* what; std::function<bool(testsupport::SimEnv&)> setup; int rc; Lines dutLines;
+                  bool answers; } const cases[] = {
         {"connected behind the object's back: one retry",
          [](auto& env) { return env.LoadTestFirmware() && wlan_open_device() == 0; }, 0,
-         {"ctConnect() error - 4, try again\n", "ctConnect() - 0\n"}, {}, true},
+         {"ctConnect() error - 4, try again\n", "ctConnect() - 0\n"}, true},
         {"no device node: no retry", [](auto& env) { return env.LoadTestFirmware() && Unlink(env, path::kWlanNode); },
-         1, {"ctConnect() error - 1, try again\n", "ctConnect() - 1\n"}, {}, false},
+         1, {"ctConnect() error - 1, try again\n", "ctConnect() - 1\n"}, false},
         {"variant unreadable: no switch, the node connects whatever runs",
-         [](auto& env) { return Unlink(env, path::kFirmwareVariant); }, 0, {"ctConnect() - 0\n"},
-         {"File Open Error: " + std::string(path::kFirmwareVariant)}, false},
+         [](auto& env) { return Unlink(env, path::kFirmwareVariant); }, 0, {"ctConnect() - 0\n"}, false},
         {"normal firmware and no interface: the switch fails before any command",
-         [](auto& env) { return Unlink(env, path::kWlanFlags); }, 1, {"DUT SetMode Error.\n"},
-         {"int CWlanDriver::DisableInterface(): ioctl(drvsock, SIOCGIFFLAGS, &ifr) -1\n", "Error : 4\n"}, false},
+         [](auto& env) { return Unlink(env, path::kWlanFlags); }, 1, {"DUT SetMode Error.\n"}, false},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         testsupport::SimEnv env;
         ASSERT_TRUE(c.setup(env));
+        const unsigned switches = env.Sim().Firmware().switches;  // loading the test firmware counts
         CWlanDriver driver;
         CWlanDutLib dut(&driver);
         testsupport::LogCapture log;
@@ -73,29 +72,25 @@ TEST(E2eWlanDutLifecycle, OpenEdgeCases) {
         EXPECT_EQ(dut.OpenDUT(), c.rc);
         EXPECT_EQ(dut.IsDUTOpen(), c.rc == 0);
         EXPECT_EQ(Connects(log), c.dutLines);
-        EXPECT_EQ(log.Texts(kDriver), c.driverLines);
         if (c.answers) { EXPECT_EQ(dut.GetChipTemperature(nullptr), 0); }
+        log.Clear();
         if (c.rc == 0) {
-            log.Clear();
             EXPECT_EQ(dut.OpenDUT(), 0) << "open twice";
-            EXPECT_EQ(log.Texts(kDut), Lines{"DUT is already opened.\n"});
-            EXPECT_EQ(log.Texts(kDriver), Lines{});
+            EXPECT_EQ(Connects(log), Lines{}) << "no second connect";
             // The normal firmware named: CloseDUT disconnects and takes the
             // interface down, with nothing to switch.
-            ASSERT_TRUE(e2e::SelectNormalVariantOnly(env));
-            log.Clear();
+            ASSERT_TRUE(testsupport::WriteFile(env.Path(path::kFirmwareVariant), "rk720"));
             EXPECT_EQ(dut.CloseDUT(), 0);
-            EXPECT_EQ(log.Texts(kDut), Lines{"wlan_close_device - 0\n"});
-            EXPECT_EQ(log.Texts(kDriver), (Lines{"No need to change the FW mode\n", "flag : 0x1002"}));
         } else {
             // Never opened, so a close has nothing to undo: no line, no
             // command.
-            log.Clear();
             EXPECT_EQ(dut.CloseDUT(), 0);
             EXPECT_TRUE(log.Records().empty());
         }
         EXPECT_FALSE(dut.IsDUTOpen());
-        EXPECT_EQ(e2e::InterfaceFlags(env).value_or(0x1002u), 0x1002u) << "the interface is down again, or absent";
+        EXPECT_EQ(env.Sim().Firmware().switches, switches);
+        EXPECT_EQ(testsupport::ReadFile(env.Path(path::kWlanFlags)).value_or("0x1002\n"), "0x1002\n")
+            << "the interface is down again, or absent";
         EXPECT_EQ(wlan_tx_stop(), 4) << "not connected";
     }
 }
@@ -118,7 +113,7 @@ TEST(E2eWlanDutLifecycle, CloseFailsWhenTheSwitchFailsAndStaysOpen) {
     // With the interface back a second close completes; the connection is
     // already gone.
     ASSERT_TRUE(testsupport::WriteFile(flags, "0x1002\n"));
-    ASSERT_TRUE(e2e::SelectNormalVariantOnly(env));
+    ASSERT_TRUE(testsupport::WriteFile(env.Path(path::kFirmwareVariant), "rk720"));
     log.Clear();
     EXPECT_EQ(dut.CloseDUT(), 0);
     EXPECT_FALSE(dut.IsDUTOpen());
@@ -154,17 +149,11 @@ protected:
         Fw().SetRxRate(0);  // counts stay where a test puts them
     }
     void TearDown() override {
-        ASSERT_TRUE(e2e::SelectNormalVariantOnly(env));
+        ASSERT_TRUE(testsupport::WriteFile(env.Path(path::kFirmwareVariant), "rk720"));
         EXPECT_EQ(dut.CloseDUT(), 0);
     }
     fw::WlanFirmware& Fw() { return env.WlanFw(); }
     std::uint64_t Requests(std::uint16_t id) { return Fw().RequestCount(id); }
-    bool LogHasPrefix(const std::string& prefix) const {
-        for (const std::string& text : log.Texts(kDut)) {
-            if (text.rfind(prefix, 0) == 0) return true;
-        }
-        return false;
-    }
     std::pair<int, int> Counts(D& d) {
         int good = -1, errors = -1;
         EXPECT_EQ(d.GetGoodFrame(&good) + d.GetErrorFrame(&errors), 0);
@@ -195,23 +184,13 @@ protected:
         if (sent.rc != 0) return sent;
         // What every stream carries.
         const fw::TxStartRequest start = Fw().LastTxStart().value();
-        const fw::MacAddress source = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
-        EXPECT_EQ(start.dataType, 0);
-        EXPECT_EQ(start.dataParam, 0x1234);
-        EXPECT_EQ(start.destAddr, (fw::MacAddress{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}));
-        EXPECT_EQ(start.srcAddr, source);
-        EXPECT_EQ(start.bssId, source);
-        EXPECT_EQ(sent.params.position, 0);
-        EXPECT_EQ(sent.params.constantOne, 1);
-        EXPECT_EQ(sent.params.regDomain, 0);
-        EXPECT_EQ(sent.params.flags2, 0);
+        const fw::MacAddress source = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55}, all = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+        EXPECT_EQ(std::tie(start.destAddr, start.srcAddr, start.bssId), std::tie(all, source, source));
+        EXPECT_EQ((std::vector<long>{start.dataType, start.dataParam, sent.params.position, sent.params.constantOne,
+                                     sent.params.regDomain, sent.params.flags2}),
+                  (std::vector<long>{0, 0x1234, 0, 1, 0, 0}));
         EXPECT_EQ(d.TxStop(), 0);
         return sent;
-    }
-    // The same on a fresh object.
-    Sent Start(const std::string& settings) {
-        D fresh(&driver);
-        return Start(fresh, settings);
     }
 
     testsupport::SimEnv env;
@@ -231,36 +210,33 @@ TEST_F(E2eWlanDut, TransmitParametersAsTheFirmwareGetsThem) {
         {"", "rate=1 interval=8724 flags=0x2000 power=100 length=1024 freq=2412 rx=2412 bw=0 mode=0 ru=0 ltf=0"},
         // The short preamble bit for codes 2..11 only, and preambles 1 and
         // 5..7 (2..4 are long); the coding bit for encoding 1.
-        {"rate=2 preamble=1", "rate=2 interval=4412 flags=0x2040"}, {"rate=3", "rate=5 interval=1729"},
-        {"rate=6 preamble=2", "rate=11 interval=1059 flags=0x2000"}, {"rate=2 preamble=2 preamble=7", "flags=0x2040"},
-        {"rate=4", "rate=0x2006 interval=1532 flags=0x2000"}, {"rate=14", "rate=0x2036 interval=280"},
+        {"rate=2 preamble=1", "rate=2 interval=4412 flags=0x2040"}, {"rate=2 preamble=2 preamble=7", "flags=0x2040"},
+        {"rate=6 preamble=2", "rate=11 interval=1059 flags=0x2000"}, {"rate=4", "rate=0x2006 interval=1532"},
         {"rate=2 enc=1", "flags=0x2140"}, {"enc=2", "flags=0x2000"}, {"bw=3 rate=15", "flags=0x2000"},
         // HT and VHT; preamble 3 sets the short guard interval, 1, 2 and 4
         // clear it.
         {"rate=22", "rate=0x4007 interval=268"}, {"rate=22 sgi=1", "rate=0x4047 interval=255"},
         {"rate=22 preamble=3", "rate=0x4047"}, {"rate=22 preamble=3 preamble=4", "rate=0x4007"},
         {"bw=3 rate=24", "rate=0x6809 interval=164"}, {"bw=3 ant=0 rate=24 sgi=1", "rate=0x68C9 interval=162"},
-        {"bw=5 rate=24", "rate=0x6409"}, {"bw=2 rate=47", "rate=0x4420 interval=1548"},
+        {"bw=2 rate=47", "rate=0x4420 interval=1548"},
         {"bw=8 rate=26", "rate=0x880B interval=168"}, {"bw=8 rate=26 interval=0", "interval=68"},  // bare air time
         // The payload times the streams in sixteen bits; the gain times 4 in
         // eight, a negative gain ignored.
         {"ant=0 rate=23", "rate=0x4088 length=2048"}, {"ant=0 rate=23 payload=40000", "length=14464"},
-        {"payload=70000", "length=4464"}, {"ant=0 bw=4 rate=15 payload=100", "rate=0x6080 length=200"},
-        {"gain=31", "power=124"}, {"gain=32", "power=-128"}, {"gain=63", "power=-4"}, {"gain=64", "power=0"},
-        {"gain=-1", "power=100"},
+        {"ant=0 bw=4 rate=15 payload=100", "rate=0x6080 length=200"}, {"gain=-1", "power=100"},
+        {"gain=31", "power=124"}, {"gain=32", "power=-128"}, {"gain=64", "power=0"},
         // HE: the coding bit from 40 MHz or above MCS 9 (not the gi bits); the
         // LTF from the guard interval, which preambles 1..4 leave alone.
         {"bw=6 rate=24", "flags=0x2000 ltf=1"}, {"bw=6 rate=25", "flags=0x2100 ltf=1"}, {"bw=7 rate=15", "flags=0x2100"},
         {"bw=6 rate=24 preamble=7", "flags=0x2000 ltf=4"}, {"bw=6 rate=15 preamble=7", "rate=0x8020 interval=1320"},
-        {"bw=6 rate=15 preamble=6", "ltf=2"}, {"bw=6 rate=15 preamble=7 preamble=5", "ltf=1"},
-        {"bw=6 rate=15 preamble=7 preamble=2", "ltf=4"}, {"bw=6 rate=15 payload=100 ru=0", "mode=3 ru=0 ltf=1"},
+        {"bw=6 rate=15 preamble=6", "ltf=2"}, {"bw=6 rate=15 preamble=7 preamble=2", "ltf=4"},
+        {"bw=6 rate=15 payload=100 ru=0", "mode=3 ru=0 ltf=1"},
         {"bw=6 rate=15 payload=100 ru=300", "mode=3 ru=44"},  // the low 8 bits
         {"preamble=7 ru=52 payload=5000", "length=5000 mode=0 ru=0 ltf=0"},  // HE off: no unit, no limit
         // The longest HE payload by resource unit.
         {"bw=6 rate=15 ru=36 payload=512", "length=512"}, {"bw=6 rate=15 ru=37 payload=513", "length=513"},
         {"bw=6 rate=15 ru=52 payload=1024", "length=1024"}, {"bw=6 rate=15 ru=61 payload=4096", "length=4096"},
         {"bw=6 rate=15 ru=36 payload=513", "!incorrect payload length : 513 (max : 512)"},
-        {"bw=6 rate=15 ru=0 payload=513", "!incorrect payload length : 513 (max : 512)"},
         {"bw=6 rate=15 ru=52 payload=1025", "!incorrect payload length : 1025 (max : 1024)"},
         {"bw=6 rate=15 ru=60 payload=2049", "!incorrect payload length : 2049 (max : 2048)"},
         {"bw=6 rate=15 payload=4097", "!incorrect payload length : 4097 (max : 4096)"},
@@ -269,8 +245,8 @@ TEST_F(E2eWlanDut, TransmitParametersAsTheFirmwareGetsThem) {
         {"bw=7 rate=27", "!incorrect Tx param(bps : 27, sg : 0, vht : 0, he : 1, bw : 2, ant : 1)"},
         {"rate=9", "!incorrect Tx param(bps : 9, sg : 0, vht : 0, he : 0, bw : 1, ant : 1)"},
         // The tone: its offset by setting, the gain as amplitude up to 16.
-        {"tone=0 gain=25", "offset=0 amp=16"}, {"tone=1 gain=10", "offset=5000 amp=10"},
-        {"tone=3 gain=17", "offset=20000 amp=16"}, {"tone=4 gain=0", "offset=0 amp=0"},
+        {"tone=1 gain=10", "offset=5000 amp=10"}, {"tone=3 gain=17", "offset=20000 amp=16"},
+        {"tone=4 gain=0", "offset=0 amp=0"},
         // The frequency from the corrected channel; channel 14 is sent 7 MHz
         // higher, received where it is.
         {"channel=14", "freq=2484 rx=2477"}, {"channel=12 bw=2", "freq=2484 rx=2477 bw=1"},
@@ -341,8 +317,7 @@ TEST_F(E2eWlanDut, TxStopResetsUnitAndEncodingEvenWhenRefusedAndTheCountGoesOut)
 TEST_F(E2eWlanDut, ReceiverStartsCarryTheirFieldsAndAddress) {
     struct Case { const char* what; std::function<int(D&)> start; int rc; std::uint16_t freq;
                   std::uint8_t bandwidth; std::uint16_t flags, bitmap; } const cases[] = {
-        {"RxStart", [](D& d) { return d.RxStart(); }, 0, 2412, 0, 0, 1},
-        {"RxStartWithFlag(8), antenna 2", [](D& d) { return d.SetAntenna(2), d.RxStartWithFlag(8); }, 0, 2412, 0, 8, 2},
+        {"RxStartWithFlag(8), antenna 2: what RxStart sends but the flag", [](D& d) { return d.SetAntenna(2), d.RxStartWithFlag(8); }, 0, 2412, 0, 8, 2},
         {"RxCWStartFromFreq(5500) at 40 MHz: bandwidth 0, flag 32",
          [](D& d) { return d.SetBandWidth(2), d.RxCWStartFromFreq(5500); }, 0, 5500, 0, 32, 1},
         {"RxStartWithFlag(0) refused", [](D& d) { return d.RxStartWithFlag(0); }, 3, 0, 0, 0, 1},
@@ -376,7 +351,6 @@ TEST_F(E2eWlanDut, BistFrequencyGainsAntennaAndTheDecodedWord) {
         {"channel 6 at 40 MHz: no correction", 1, 6, 2, 25, 2, 0, 2437, 2, 0, 0, 0, 0},
         {"channel 14: no addition", 1, 14, 1, 10, 2, 5, 2477, 5, 1, 1, 1, 78},
         {"channel 165", 2, 165, 1, 16, 1, 1, 5825, 1, -3, -4, 5, -221},
-        {"channel 1, gain 0", 1, 1, 1, 0, 1, 7, 2412, 7, 300, -400, 500, -92},
         {"the most negative part", 1, 1, 1, 25, 1, 0, 2412, 2, -32768, 0, 32768, 314},
     };
     for (const Case& c : cases) {
@@ -405,21 +379,15 @@ TEST_F(E2eWlanDut, ReadRxAndGetRssiReadTheCountsAndTheAverageOrCurrentSignal) {
     };
     ASSERT_EQ(dut.RxStart(), 0);
     for (const Case& c : cases) {
-        const std::string good = std::to_string(c.good), rssi = std::to_string(c.rssi);
-        SCOPED_TRACE(std::to_string(c.total) + " frames, " + good + " good, rssi " + rssi);
+        SCOPED_TRACE(std::to_string(c.total) + " frames, " + std::to_string(c.good) + " good");
         Fw().SetRxCounts(c.total, c.good);
         Fw().SetRssi(c.readings);
-        log.Clear();
         ASSERT_EQ(dut.ReadRx(), 0);
         EXPECT_EQ(Fw().LastRxRead().value().counters, (std::vector<std::uint16_t>{0xE000, 0xE001}));
         EXPECT_EQ(Counts(dut), std::make_pair(static_cast<int>(c.good), c.errors));
-        EXPECT_TRUE(log.Contains(kDut, "Rx Result: GOOD  " + good + ", ERROR " + std::to_string(c.errors) + "\n"));
-        EXPECT_TRUE(log.Contains(kDut, "ReadRx : total " + std::to_string(c.total) + ", good " + good +
-                                           ", rssiAvg " + rssi + "\n"));
         int value = 0;
         ASSERT_EQ(dut.GetRSSI(&value), 0);
         EXPECT_EQ(value, c.rssi);
-        EXPECT_TRUE(log.Contains(kDut, "RSSI : " + rssi + "\n"));
     }
     // A stop stores what it reads; a new start clears the counts before
     // anything is sent, even a start refused for its flag.
@@ -453,13 +421,11 @@ TEST_F(E2eWlanDut, RxStopStopsTheReceiverEvenWhenTheReadFails) {
         if (c.failRead) Fw().ForceResult(fw::kRxReadReq, fw::kResultInvalidParameter);
         const std::uint64_t stops = Requests(fw::kRxStopReq);
         const std::uint64_t reads = Requests(fw::kRxReadReq);
-        log.Clear();
         EXPECT_EQ(row.RxStop(), c.rc);
         EXPECT_EQ(Requests(fw::kRxReadReq), reads + 1);
         EXPECT_EQ(Requests(fw::kRxStopReq), stops + 1) << "the stop is sent in every case";
         EXPECT_FALSE(Fw().Rx().running);
         EXPECT_EQ(Counts(row), std::make_pair(c.good, c.errors));
-        EXPECT_EQ(LogHasPrefix("wlan_rx_read error code "), c.failRead || !c.receiver) << "a failed read is logged";
     }
 }
 
