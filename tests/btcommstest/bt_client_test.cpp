@@ -23,18 +23,16 @@ TEST_F(BtClient, EachKindOfCallPutsItsBytesOnTheWire) {
         std::string line;
     } rows[] = {
         {"txstart", [] { return bt_txstart(2402, 1, 2); }, Fragment("02 00 09 00 01 00 04 50 00 00 01 00 62 09 01 00 02 00")},
-        {"rxstart2", [] { return bt_rxstart2(2440); }, Fragment("02 00 09 00 02 00 04 50 00 00 03 00 88 09 00 00 00 00")},
         {"txdata1", [] { return bt_txdata1(2402); },
-         "btctl: rx 01 00 fc 13 c2 02 00 09 00 03 00 04 50 00 00 04 00 62 09 00 00 00 00"},
-        {"txdata2", [] { return bt_txdata2(); }, Fragment("02 00 09 00 04 00 04 50 00 00 05 00 00 00 00 00 00 00")},
+         "btctl: rx 01 00 fc 13 c2 02 00 09 00 02 00 04 50 00 00 04 00 62 09 00 00 00 00"},
         {"cfg_uap_lap: the lap high word first", [] { return bt_cfg_uap_lap(0x3c, 0x9e8b33); },
-         Fragment("02 00 09 00 05 00 04 50 00 00 1e 00 3c 00 9e 00 33 8b")},
+         Fragment("02 00 09 00 03 00 04 50 00 00 1e 00 3c 00 9e 00 33 8b")},
         {"hopping: 22 bytes", [] { return bt_cfg_hopping_sequence(0xffff, 0xffff, 0xffff, 0xffff, 0x7fff); },
-         "btctl: rx 01 00 fc 17 c2 02 00 0b 00 06 00 04 50 00 00 2d 00 ff ff ff ff ff ff ff ff ff 7f"},
-        {"tx power -2", [] { return bt_cfg_tx_power(-2); }, Fragment("02 00 09 00 07 00 04 50 00 00 34 00 fe ff 00 00 00 00")},
+         "btctl: rx 01 00 fc 17 c2 02 00 0b 00 04 00 04 50 00 00 2d 00 ff ff ff ff ff ff ff ff ff 7f"},
+        {"tx power -2", [] { return bt_cfg_tx_power(-2); }, Fragment("02 00 09 00 05 00 04 50 00 00 34 00 fe ff 00 00 00 00")},
         // The LE tests' own settings reach the chip in tests/e2e.
         {"le stop with count", [] { return btle_stop_test_count(); },
-         Fragment("02 00 09 00 08 00 8a 50 00 00 03 00 00 00 00 00 00 00")},
+         Fragment("02 00 09 00 06 00 8a 50 00 00 03 00 00 00 00 00 00 00")},
         {"le enhanced receiver", [] { return btle_enhanced_receiver_test(19, 2, 1); }, "btctl: rx 01 33 20 03 13 02 01"},
         {"le enhanced transmitter", [] { return btle_enhanced_transmitter_test(19, 37, 2, 1); },
          "btctl: rx 01 34 20 04 13 25 02 01"},
@@ -87,7 +85,6 @@ TEST_F(BtClient, ClosedOpenTwiceAndCloseTwice) {
         const char* error;
     } rows[] = {
         {[] { return bt_txdata1(2402); }, "bt_txdata1: Must call bt_open_device first"},
-        {[] { return bt_enable_dut_mode(); }, "bt_enable_dut_mode: Must call bt_open_device first"},
         {[] { return bt_close_device(); }, "bt_close_device: Must call bt_open_device first"},
     };
     for (const Row& r : rows) {

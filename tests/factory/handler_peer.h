@@ -7,5 +7,4 @@
 class CCommandHandlerTestPeer {
 public:
     static THREAD_INFO*& Slot(CCommandHandler& h, int index) { return h.m_thread_info[index]; }
-    static void SetIndex(CCommandHandler& h, int index) { h.m_thread_index = index; }
 };

@@ -22,17 +22,13 @@
 DECLARE(openTestMode);
 DECLARE(closeTestMode);
 DECLARE(openDut);
-DECLARE(startTx);
 DECLARE(getRxGoodFrame);
-DECLARE_INT(selectBand);
 DECLARE_INT(selectAnt);
 DECLARE_INT(setBurstInterval);
 
 namespace {
 
-using Lines = std::vector<std::string>;
 constexpr char kHandler[] = "COMMAND_HANDLER";
-constexpr char kService[] = "FACTORY_SERVICE_IF";
 
 class Service : public ::testing::Test {
 protected:
@@ -51,9 +47,8 @@ protected:
     static CCommandHandler& Handler() { return *GetServiceCommandHandler(); }
 };
 
-TEST(ServiceLifecycle, OpenCloseCodesAndLines) {
+TEST(ServiceLifecycle, OpenCloseCodes) {
     // A command before open, and many cycles, are tests/stress's.
-    testsupport::LogCapture log;
     EXPECT_EQ(CloseWiFiBtFactoryService(), 6);
     EXPECT_EQ(OpenWiFiBtFactoryService(), 0);
     CCommandHandler* first = GetServiceCommandHandler();
@@ -63,13 +58,6 @@ TEST(ServiceLifecycle, OpenCloseCodesAndLines) {
     EXPECT_EQ(CloseWiFiBtFactoryService(), 0);
     EXPECT_EQ(GetServiceCommandHandler(), nullptr);
     EXPECT_EQ(CloseWiFiBtFactoryService(), 6);
-
-    char already[64];
-    std::snprintf(already, sizeof already, "handler :%p is already open\n", static_cast<void*>(first));
-    const std::string open = "int OpenWiFiBtFactoryService()\n", close = "int CloseWiFiBtFactoryService()\n";
-    const std::string notOpen = "int CloseWiFiBtFactoryService() 54\n";
-    EXPECT_EQ(log.Texts(kService),
-              (Lines{close, notOpen, open, open, already, close, close, notOpen}));
 }
 
 TEST_F(Service, FamiliesByPrefix) {
@@ -101,27 +89,16 @@ TEST_F(Service, CommandsGoRoundTheRingOfTenPastABusySlot) {
     THREAD_INFO* busy = new THREAD_INFO();
     busy->running = true;
     CCommandHandlerTestPeer::Slot(Handler(), 1) = busy;
-    testsupport::LogCapture log;
     int rc = -1;
     EXPECT_EQ(Forward("AT+WIFIRF=0,6,0,0", &rc), "untouched");
     EXPECT_EQ(rc, 0) << "a busy slot is not told to the caller";
     EXPECT_EQ(Forward("AT+WIFIRF=0,6,0,0"), "+WIFIRF:0,OK");
     EXPECT_EQ(Handler().GetThreadIndex(), 2) << "the next command takes the next slot";
     // Once the worker has ended, its slot is reclaimed when the ring comes
-    // round again.
+    // round again: past 9 and 0 to 1.
     busy->running = false;
     for (int i = 0; i < 9; ++i) EXPECT_EQ(Forward("AT+WIFIRF=0,6,0,0"), "+WIFIRF:0,OK");
     EXPECT_EQ(Handler().GetThreadIndex(), 1);
-    Lines created, expected, slotLines;
-    for (const std::string& t : log.Texts(kHandler)) {
-        if (t.rfind("Creating Thread", 0) == 0) created.push_back(t);
-        if (t.find("thread slot") != std::string::npos) slotLines.push_back(t);
-    }
-    for (int slot : {2, 3, 4, 5, 6, 7, 8, 9, 0, 1}) {
-        expected.push_back("Creating Thread : " + std::to_string(slot) + "\n");
-    }
-    EXPECT_EQ(created, expected);
-    EXPECT_EQ(slotLines, (Lines{"thread slot [1] is not empty (R)", "thread slot [1] is not empty (S)"}));
     for (int slot = 0; slot < 10; ++slot) EXPECT_EQ(CCommandHandlerTestPeer::Slot(Handler(), slot), nullptr) << slot;
 }
 
@@ -133,32 +110,24 @@ TEST_F(Service, RepliesStayWithinTheResultBufferAndNullsAreRefused) {
         ForwardCMD_WiFiBT(c, buffer.data(), 0);
         EXPECT_EQ(std::string(buffer.begin() + WLBT_RESULT_BUFFER_SIZE, buffer.end()), std::string(64, '\x5a')) << c;
     }
-    EXPECT_EQ(Forward("AT+WIFIRF=0,6,0,0", nullptr, -1), "+WIFIRF:0,OK") << "the timeout argument has no effect";
     char result[16] = "untouched";
     EXPECT_EQ(ForwardCMD_WiFiBT(nullptr, result, 0), 2);
     EXPECT_STREQ(result, "untouched");
     EXPECT_EQ(ForwardCMD_WiFiBT("AT+WIFIRF=0,6,0,0", nullptr, 0), 2);
 }
 
-TEST(JniFacade, EachMethodSendsItsFixedCommandAndLogsItsSignature) {
+TEST(JniFacade, EachMethodSendsItsFixedCommand) {
     testsupport::LogCapture log;
     ASSERT_EQ(J(openTestMode)(nullptr, nullptr), 0);
-    struct Case { int (*call)(); const char* method, *args, *command; } const cases[] = {
-        {[] { return J(openDut)(nullptr, nullptr); }, "openDut", "", "AT+WIFIRF=0,1,1,0"},
-        {[] { return J(startTx)(nullptr, nullptr); }, "startTx", "", "AT+WIFIRF=0,2,1,0"},
-        {[] { return J(selectBand)(nullptr, nullptr, 2); }, "selectBand", ", jint", "AT+WIFIRF=0,0,7,2"},
-        {[] { return J(selectAnt)(nullptr, nullptr, -1); }, "selectAnt", ", jint", "AT+WIFIRF=0,7,0,-1"},
-        {[] { return J(setBurstInterval)(nullptr, nullptr, 2500); }, "setBurstInterval", ", jint",
-         "AT+WIFIRF=0,0,5,2500"},
-        {[] { return J(getRxGoodFrame)(nullptr, nullptr); }, "getRxGoodFrame", "", "AT+WIFIRF=0,4,1,0"},
+    struct Case { int (*call)(); const char* command; } const cases[] = {
+        {[] { return J(openDut)(nullptr, nullptr); }, "AT+WIFIRF=0,1,1,0"},
+        {[] { return J(selectAnt)(nullptr, nullptr, -1); }, "AT+WIFIRF=0,7,0,-1"},
+        {[] { return J(setBurstInterval)(nullptr, nullptr, 2500); }, "AT+WIFIRF=0,0,5,2500"},
+        {[] { return J(getRxGoodFrame)(nullptr, nullptr); }, "AT+WIFIRF=0,4,1,0"},
     };
     for (const Case& c : cases) {
-        log.Clear();
-        EXPECT_EQ(c.call(), 0) << c.method;
-        EXPECT_EQ(log.Texts("WLBT_JNI"), std::vector<std::string>{"int Java_connectivity_norvane_com_test_WlanDutLib_" +
-                                                                  std::string(c.method) + "(JNIEnv*, jobject" + c.args +
-                                                                  ")"});
-        EXPECT_TRUE(log.Contains("COMMAND_HANDLER", std::string("WIFI Command: ") + c.command + "\n")) << c.command;
+        EXPECT_EQ(c.call(), 0) << c.command;
+        EXPECT_TRUE(log.Contains(kHandler, std::string("WIFI Command: ") + c.command + "\n")) << c.command;
     }
     // The frame read returns the return code; the count stays in the reply.
     EXPECT_STREQ(JniResultBuffer(), "+WIFIRF:0,OK,0");

@@ -1,5 +1,5 @@
-// The worker thread layer: refused arguments, the stop by signal 11, the
-// host's own SIGSEGV handling around it, and the (inactive) time-out handler.
+// The worker thread layer: refused arguments, the stop by signal 11 and the
+// host's own SIGSEGV handling around it.
 // Workers that run and end on their own are every command's in tests/e2e;
 // that they leave no thread behind is tests/stress's.
 #include <gtest/gtest.h>
@@ -15,29 +15,22 @@
 #include <thread>
 
 #include "WiFiBtFactoryService.h"
-#include "factory/CommandHandler.h"
 #include "factory/FactoryThread.h"
-#include "handler_peer.h"
 #include "support/chores.h"
-#include "support/log_capture.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using Lines = std::vector<std::string>;
 
 bool Running(THREAD_INFO* info) {
     return __atomic_load_n(&info->running, __ATOMIC_ACQUIRE);
 }
 
-TEST(FactoryThread, NullArgumentsAreRefusedWithTheirLines) {
-    testsupport::LogCapture log;
+TEST(FactoryThread, NullArgumentsAreRefused) {
     THREAD_INFO info{};
     EXPECT_EQ(factory_thread_create(nullptr), 2);
     EXPECT_EQ(factory_thread_create(&info), 2);
     EXPECT_EQ(factory_thread_kill(nullptr), 2);
-    EXPECT_EQ(log.Texts("FACTORY_THREAD"),
-              (Lines{"Thread info is NULL", "thread_func is NULL", "Thread info is NULL"}));
 }
 
 std::atomic<bool> g_workerStarted{false};
@@ -136,31 +129,6 @@ TEST(FactoryThread, TheHostsSigsegvHandlingSurvivesCommandsAndStops) {
             EXPECT_TRUE(WIFSIGNALED(*status) && WTERMSIG(*status) == SIGSEGV) << "status " << *status;
         }
     }
-}
-
-TEST(TimeoutHandler, StopsTheCurrentWorkerAndMarksTimeout) {
-    testsupport::LogCapture log;
-    CCommandHandler h(nullptr, nullptr);
-    auto* info = new THREAD_INFO();
-    info->thread_func = &BlockForever;
-    info->running = true;
-    CCommandHandlerTestPeer::SetIndex(h, 3);
-    CCommandHandlerTestPeer::Slot(h, 3) = info;
-    ASSERT_EQ(factory_thread_create(info), 0);
-    ASSERT_TRUE(testsupport::WaitUntil([] { return g_workerStarted.load(); }, 5000ms));
-
-    siginfo_t si;
-    std::memset(&si, 0, sizeof si);
-    si.si_value.sival_ptr = &h;
-    CCommandHandler::TimeoutHandler(SIGUSR2, &si, nullptr);  // not the timer's signal
-    EXPECT_FALSE(h.IsTimeout());
-    EXPECT_TRUE(Running(info));
-
-    CCommandHandler::TimeoutHandler(SIGUSR1, &si, nullptr);
-    EXPECT_TRUE(h.IsTimeout());
-    EXPECT_FALSE(Running(info));
-    EXPECT_TRUE(testsupport::WaitUntil([] { return g_workerEnded.load(); }, 5000ms));
-    EXPECT_EQ(log.Texts("COMMAND_HANDLER"), (Lines{"TIMEOUT", "[FAULT] Thread might be working still..."}));
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // The device controller and its scheduler, driven pass by pass over a transport
-// that records what it is given: the credit rules, reply routing, SCO and ACL
-// bookkeeping. Credit given back by Command Status and by completed packets,
-// with the worker running, is in controller_e2e_test.cpp.
+// that records what it is given: the credit rules of each channel and the
+// chip's requests answered. ACL credit given back by completed packets, with
+// the worker running, is in controller_e2e_test.cpp.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -28,8 +28,7 @@ PDU Make(unsigned channel, const std::string& hex) {
 }
 
 struct Record {
-    std::vector<std::string> sent, provider;
-    std::vector<int> bandwidth;
+    std::vector<std::string> sent;
     CallBacks callbacks;
 };
 
@@ -43,7 +42,6 @@ public:
     void stop() override {}
     void sendpdu(const PDU& pdu) override { r_.sent.push_back(Text(pdu)); }
     void setDataWatch(DataWatcher*) override {}
-    int set_sco_bandwidth(int b) override { return r_.bandwidth.push_back(b), 0; }
 
 private:
     Record& r_;
@@ -66,22 +64,13 @@ private:
 };
 
 struct Provider : TesselDeviceController_newStyle::CallBackProvider {
-    explicit Provider(Record& r) : r_(r) {}
-    void onPDU(const PDU& pdu) override { r_.provider.push_back(Text(pdu)); }
+    void onPDU(const PDU&) override {}
     void onTransportFailure(FailureMode) override {}
-    Record& r_;
 };
 
-struct Catcher : TesselDeviceController_newStyle::PDUCallBack {
-    explicit Catcher(std::vector<std::string>& got) : got_(got) {}
-    void operator()(const PDU& pdu) override { got_.push_back(Text(pdu)); }
-    std::vector<std::string>& got_;
-};
-
-// Steps: "q CH HEX" queues, "d CH HEX" sends directly, "in CH HEX" arrives from
-// the chip, "pass" runs one pass, "cb CH HEX" queues with a callback.
-void Steps(TesselDeviceController_newStyle& controller, Record& r, const std::vector<std::string>& steps,
-         std::vector<std::string>& caught) {
+// Steps: "q CH HEX" queues, "in CH HEX" arrives from the chip, "pass" runs
+// one pass.
+void Steps(TesselDeviceController_newStyle& controller, Record& r, const std::vector<std::string>& steps) {
     for (const std::string& step : steps) {
         std::istringstream in(step);
         std::string verb, hex;
@@ -90,12 +79,8 @@ void Steps(TesselDeviceController_newStyle& controller, Record& r, const std::ve
         std::getline(in, hex);  // the rest: hex, spaces allowed
         if (verb == "pass") {
             controller.doWork();
-        } else if (verb == "q" || verb == "d") {
-            controller.send(Make(channel, hex), verb == "q");
-        } else if (verb == "cb") {
-            controller.send({Make(channel, hex), CountedPointer<TesselDeviceController_newStyle::PDUCallBack>(
-                                                     new Catcher(caught))},
-                            true);
+        } else if (verb == "q") {
+            controller.send(Make(channel, hex), true);
         } else if (verb == "in") {
             const Bytes b = testwire::FromHex(hex);
             r.callbacks.data->onPDU(static_cast<PDU::ts_channel>(channel), b.data(), static_cast<unsigned>(b.size()));
@@ -113,6 +98,8 @@ TEST(Scheduler, PacketsFlowByTheCreditRules) {
          {"q 5 011000", "q 5 091000", "pass", "pass", "in 5 0e0401011000", "pass", "pass"}, {"5:011000", "5:091000"}},
         {"zero credit closes the channel until code 25 opens it",
          {"in 5 0e0400011000", "pass", "q 5 011000", "pass", "pass", "in 5 1900", "pass", "pass"}, {"5:011000"}},
+        {"Command Status gives the credit back",
+         {"in 5 0e0400011000", "q 5 091000", "pass", "in 5 0f0400010000", "pass", "pass"}, {"5:091000"}},
         {"HCI Reset goes at once whatever the credit", {"q 5 011000", "q 5 091000", "q 5 030c00"}, {"5:030c00"}},
         {"ACL waits for the buffer size; a failed reply gives none",
          {"q 6 40000100aa", "pass", "in 5 0e0b01051001fd03400800080 0", "pass",
@@ -132,49 +119,11 @@ TEST(Scheduler, PacketsFlowByTheCreditRules) {
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         Record r;
-        Provider provider(r);
+        Provider provider;
         TesselDeviceController_newStyle controller(RecordingConfiguration(r), provider);
-        std::vector<std::string> caught;
-        Steps(controller, r, row.steps, caught);
+        Steps(controller, r, row.steps);
         EXPECT_EQ(r.sent, row.sent);
     }
-}
-
-TEST(Scheduler, AReplyGoesToItsCommandsCallbackOnceThenToTheProvider) {
-    Record r;
-    Provider provider(r);
-    TesselDeviceController_newStyle controller(RecordingConfiguration(r), provider);
-    std::vector<std::string> caught;
-    Steps(controller, r, {"cb 2 aa", "pass", "in 2 01", "in 2 02", "pass"}, caught);
-    EXPECT_EQ(caught, (std::vector<std::string>{"2:01"}));
-    EXPECT_EQ(r.provider, (std::vector<std::string>{"2:02"}));
-    EXPECT_FALSE(controller.purge_channel(PDU::tscmd_channel));
-    Steps(controller, r, {"q 2 cc", "q 2 dd"}, caught);
-    EXPECT_EQ(controller.pendingItemCountOnRegulator(), 2u);
-    EXPECT_TRUE(controller.purge_channel(PDU::tscmd_channel));
-    EXPECT_EQ(controller.pendingItemCountOnRegulator(), 0u);
-    EXPECT_FALSE(controller.forceReset(100, static_cast<ResetType>(3)));
-    EXPECT_TRUE(controller.forceReset(100, cold_reset));
-    EXPECT_EQ(r.sent.back(), "2:020009004d0e014000000000000000000000");
-}
-
-TEST(Scheduler, ConnectionsKeepTheirAclBytesAndScoBandwidth) {
-    Record r;
-    Provider provider(r);
-    TesselDeviceController_newStyle controller(RecordingConfiguration(r), provider);
-    std::vector<std::string> caught;
-    // An ACL link, then a voice setting without bit 5 (8-bit samples: 8000 a
-    // link), then a SCO link.
-    Steps(controller, r,
-        {"in 5 030b0040000000000000000100", "in 5 0e0601250c004000", "in 5 030b0041000000000000000200", "pass",
-         "q 6 40000300aabbcc", "q 6 77000200aabb"},
-        caught);
-    EXPECT_EQ(controller.getSizeOfDataWaitingOnHandle(0x40), 3u);
-    EXPECT_EQ(controller.getSizeOfDataWaitingOnHandle(0x77), 0u);  // not a connection
-    // Disconnections: the ACL link's bytes are forgotten, the SCO link's bandwidth given back.
-    Steps(controller, r, {"in 5 0504004000 13", "in 5 0504004100 13", "pass"}, caught);
-    EXPECT_EQ(controller.getSizeOfDataWaitingOnHandle(0x40), 0u);
-    EXPECT_EQ(r.bandwidth, (std::vector<int>{8000, 0}));
 }
 
 }  // namespace
